@@ -10,6 +10,7 @@ class CorruptionError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
     CorruptionError(const CorruptionError&) = default;
+    CorruptionError& operator=(const CorruptionError&) = default;
     ~CorruptionError() override;
 };
 

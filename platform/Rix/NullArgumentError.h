@@ -16,6 +16,7 @@ class NullArgumentError : public std::invalid_argument {
         : std::invalid_argument("null argument for '" + std::string(attribute) + "' of '" +
                                 std::string(type) + "'") {}
     NullArgumentError(const NullArgumentError&) = default;
+    NullArgumentError& operator=(const NullArgumentError&) = default;
     ~NullArgumentError() override;
 };
 

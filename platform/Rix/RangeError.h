@@ -11,6 +11,7 @@ class RangeError : public std::range_error {
   public:
     using std::range_error::range_error;
     RangeError(const RangeError&) = default;
+    RangeError& operator=(const RangeError&) = default;
     ~RangeError() override;
 };
 

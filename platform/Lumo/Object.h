@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <new>
+
+#include "Lumo/Node.h"
+#include "Lumo/TypeData.h"
+
+namespace Lumo {
+
+/// What every concrete type of object derives from: it ties objects to the TypeData that the
+/// static `Type::type()` returns, and counts them there. An object whose constructor fails is
+/// uncounted again.
+///
+/// @tparam Type the concrete type itself
+/// @tparam Base Node or a base that derives from it
+template <class Type, class Base = Node>
+class Object : public Base {
+  public:
+    const TypeData& typeData() const override { return Type::type(); }
+
+    static void* operator new(std::size_t bytes) {
+        void* memory = ::operator new(bytes);
+        Type::type().allocated(bytes);
+        return memory;
+    }
+    static void operator delete(void* memory, std::size_t bytes) noexcept {
+        Type::type().released(bytes);
+        ::operator delete(memory, bytes);
+    }
+
+  protected:
+    using Base::Base;
+};
+
+}  // namespace Lumo

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Lumo/Notification.h"
+
+namespace Lumo {
+
+/// Someone who listens to the changes of an object. Belongs to the thread of that object, and must
+/// unsubscribe before it is destroyed.
+class Subscriber {
+  public:
+    /// Told of a change right after it was made. May subscribe and unsubscribe anyone, destroy
+    /// this subscriber, and change the very object it is told of. What it throws ends the delivery
+    /// and reaches whoever made the change.
+    virtual void onNotification(const Notification& change) = 0;
+
+  protected:
+    ~Subscriber() = default;
+};
+
+}  // namespace Lumo

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string_view>
+
+namespace Rix {
+
+/// Takes the reports of damage that reading a shared table or set came upon. Owned by whoever
+/// publishes that table; outlives it. Called on the thread of the one who reads.
+class CorruptionHandler {
+  public:
+    /// @param message names the table, the entry and what is wrong with it
+    virtual void onCorruption(std::string_view message) = 0;
+
+  protected:
+    ~CorruptionHandler() = default;
+};
+
+/// Hands a message to `handler`, or writes it to standard error where there is none.
+void reportCorruption(CorruptionHandler* handler, std::string_view message);
+
+}  // namespace Rix

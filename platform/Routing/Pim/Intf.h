@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Lumo/Object.h"
+#include "Ondel/IntfId.h"
+
+namespace Routing::Pim {
+
+/// One interface on which PIM runs. Published by PIM; readers hold shared read-only references.
+class Intf final : public Lumo::Object<Intf> {
+  public:
+    explicit Intf(Ondel::IntfId intfId) : intfId_(intfId) {}
+    static const Lumo::TypeData& type();
+
+    /// The record's key.
+    Ondel::IntfId intfId() const { return intfId_; }
+
+  private:
+    Ondel::IntfId intfId_;
+};
+
+}  // namespace Routing::Pim

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+
+#include "L3/VrfName.h"
+#include "Lumo/Object.h"
+#include "Lumo/Observable.h"
+#include "Rix/ValueMap.h"
+
+namespace Vxlan {
+
+/// Which VLAN is the supplementary broadcast domain (SBD, RFC 9625) of which VRF in the VXLAN
+/// domain. VLANs are plain numbers here: whoever takes one for a VLAN id checks it.
+///
+/// Published by the agent that configures the domain; readers hold shared read-only references.
+/// Belongs to the thread of the event loop on which it is published.
+class EnabledStatus final : public Lumo::Object<EnabledStatus, Lumo::Observable> {
+  public:
+    /// Keyed by L3::VrfName; the previous value is a std::uint16_t.
+    static constexpr Lumo::FieldId vrfToSBDVlanField{0};
+    /// Keyed by std::uint32_t; the previous value is an L3::VrfName.
+    static constexpr Lumo::FieldId sbdVlanToVrfField{1};
+
+    static const Lumo::TypeData& type();
+
+    /// The SBD VLAN of each VRF.
+    const Rix::ValueMap<L3::VrfName, std::uint16_t>& vrfToSBDVlan() const { return vrfToSBDVlan_; }
+    /// Sets or removes the SBD VLAN of a VRF, and publishes that if it changes anything.
+    void vrfToSBDVlanIs(const L3::VrfName& vrf, std::uint16_t vlan);
+    void vrfToSBDVlanDel(const L3::VrfName& vrf);
+
+    /// The VRF of each SBD VLAN; an empty name counts as none.
+    const Rix::ValueMap<std::uint32_t, L3::VrfName>& sbdVlanToVrf() const { return sbdVlanToVrf_; }
+    /// Sets or removes the VRF of an SBD VLAN, and publishes that if it changes anything.
+    void sbdVlanToVrfIs(std::uint32_t vlan, const L3::VrfName& vrf);
+    void sbdVlanToVrfDel(std::uint32_t vlan);
+
+  private:
+    Rix::ValueMap<L3::VrfName, std::uint16_t> vrfToSBDVlan_;
+    Rix::ValueMap<std::uint32_t, L3::VrfName> sbdVlanToVrf_;
+};
+
+}  // namespace Vxlan

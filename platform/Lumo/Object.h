@@ -26,7 +26,7 @@ class Object : public Base {
     }
     static void operator delete(void* memory, std::size_t bytes) noexcept {
         Type::type().released(bytes);
-        ::operator delete(memory, bytes);
+        ::operator delete(memory);
     }
 
   protected:

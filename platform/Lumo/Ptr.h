@@ -24,8 +24,9 @@ class Ptr {
     Ptr(Ptr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
     /// Any Ptr whose object is an Object too: to a derived type, or to the same type not const.
     template <class Other>
+    // NOLINTNEXTLINE(google-explicit-constructor)
     requires std::is_convertible_v<Other*, Object*> Ptr(Ptr<Other> other)
-    noexcept : object_(other.release()) {}  // NOLINT(google-explicit-constructor)
+    noexcept : object_(other.release()) {}
     ~Ptr() {
         if (object_) object_->referenceDel();
     }

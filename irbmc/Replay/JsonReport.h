@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "Replay/Report.h"
+
+namespace Irbmc::Replay {
+
+/// A replay's report for programs: one JSON object a line, its keys always in the same order. With
+/// `isQuiet`, the last line alone.
+class JsonReport : public Report {
+  public:
+    JsonReport(Sink& sink, bool isQuiet) : sink_(sink), isQuiet_(isQuiet) {}
+
+    void event(std::uint64_t number, std::uint64_t line, const Event& event,
+               const Outcome& outcome) override;
+    void finish(const std::vector<StatusContent>& table, const Totals& totals) override;
+
+  private:
+    Sink& sink_;
+    bool isQuiet_;
+};
+
+/// A membership as a JSON object; without `vrf` and `app` where its status already says them.
+std::string jsonMembership(const TableEntry& entry, bool isWithStatus);
+
+}  // namespace Irbmc::Replay

@@ -30,9 +30,10 @@ class PortNames {
         return number;
     }
 
-    std::string name(std::uint32_t number) {
+    /// Valid for ever: names are never removed and never move. Empty for a number not given out.
+    std::string_view name(std::uint32_t number) {
         const std::lock_guard lock(mutex_);
-        return number < names_.size() ? names_[number] : "port" + std::to_string(number);
+        return number < names_.size() ? std::string_view(names_[number]) : std::string_view();
     }
 
   private:
@@ -82,6 +83,11 @@ std::string IntfId::shortName() const {
         case Kind::port:
             break;
     }
+    return std::string(portName());
+}
+
+std::string_view IntfId::portName() const {
+    if (kind() != Kind::port) return {};
     return PortNames::instance().name(number());
 }
 

@@ -43,6 +43,8 @@ class IntfId {
 
     /// The name, for people: "vlan10", "mtunnel3", "swp1"; empty for the default identifier.
     std::string shortName() const;
+    /// The name of a local port, without a copy: valid for ever. Empty for any other interface.
+    std::string_view portName() const;
 
     friend constexpr auto operator<=>(IntfId, IntfId) = default;
     friend std::ostream& operator<<(std::ostream& out, IntfId id) { return out << id.shortName(); }

@@ -1,0 +1,36 @@
+#include "Toggle/FeatureToggle.h"
+
+#include "Toggle/Toggles.h"
+
+namespace Toggle {
+
+FeatureToggle::FeatureToggle(std::string_view file, std::string_view name, bool defaultState)
+    : file_(file), name_(name), defaultState_(defaultState) {
+    Toggles::instance().toggleIs(*this);
+}
+
+FeatureToggle::~FeatureToggle() {
+    Toggles::instance().toggleDel(*this);
+}
+
+bool FeatureToggle::firstRead() {
+    return Toggles::instance().read(*this);
+}
+
+std::vector<std::string> knownNames() {
+    return Toggles::instance().names();
+}
+
+bool isKnown(std::string_view name) {
+    return Toggles::instance().isKnown(name);
+}
+
+void overrideIs(std::string_view name, bool on) {
+    Toggles::instance().overrideIs(name, on);
+}
+
+void forget() {
+    Toggles::instance().forget();
+}
+
+}  // namespace Toggle

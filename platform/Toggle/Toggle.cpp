@@ -1,0 +1,101 @@
+#include "Toggle/Toggle.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "Toggle/ToggleFile.h"
+#include "Toggle/ToggleFileError.h"
+#include "Toggle/Toggles.h"
+
+namespace Toggle {
+
+namespace {
+
+[[noreturn]] void failReading(int error) {
+    throw std::system_error(error, std::generic_category(), "cannot be read");
+}
+
+/// A file descriptor that is closed on every way out.
+class Descriptor {
+  public:
+    explicit Descriptor(int number) : number_(number) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() {
+        if (number_ >= 0) ::close(number_);
+    }
+    int number() const { return number_; }
+
+  private:
+    const int number_;
+};
+
+/// The file's text, or nothing if there is no such file.
+/// @throws std::runtime_error saying what is wrong, without the file's name
+std::optional<std::string> contentOf(const std::string& path) {
+    // Not blocking: a pipe of that name must not stop the process.
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (file.number() < 0 && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
+    if (file.number() < 0) failReading(errno);
+    struct stat status {};
+    if (::fstat(file.number(), &status) != 0) failReading(errno);
+    if (!S_ISREG(status.st_mode)) throw std::runtime_error("is not a file");
+    std::string text(ToggleFile::maxBytes + 1, '\0');
+    std::size_t size = 0;
+    while (size < text.size()) {
+        const ssize_t got = ::read(file.number(), text.data() + size, text.size() - size);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) failReading(errno);
+        if (got == 0) break;
+        size += static_cast<std::size_t>(got);
+    }
+    if (size > ToggleFile::maxBytes) throw std::runtime_error("is over a mebibyte long");
+    text.resize(size);
+    return text;
+}
+
+}  // namespace
+
+std::string toggleDirectory() {
+    if (std::string directory = Toggles::instance().directory(); !directory.empty()) {
+        return directory;
+    }
+    const char* directory = std::getenv("IRBMC_TOGGLE_DIR");
+    return directory != nullptr && *directory != '\0' ? directory : "/etc/irbmc/toggles";
+}
+
+void toggleDirectoryIs(std::string directory) {
+    Toggles::instance().directoryIs(std::move(directory));
+}
+
+bool getToggleState(std::string_view file, std::string_view name, bool defaultState) {
+    const std::string path = toggleDirectory() + "/" + std::string(file);
+    const auto report = [&](const std::string& what) {
+        Toggles::instance().report(path, what + "; '" + std::string(name) + "' is " +
+                                             (defaultState ? "on" : "off") + " by default");
+        return defaultState;
+    };
+    try {
+        const std::optional<std::string> text = contentOf(path);
+        if (!text) return defaultState;
+        const ToggleFile content = ToggleFile::parse(*text);
+        const ToggleFile::Value* value = content.value(name);
+        if (value == nullptr) return defaultState;
+        if (value->isOn) return *value->isOn;
+        return report(":" + std::to_string(value->line) + ": the value " + value->text +
+                      " is neither true nor false");
+    } catch (const ToggleFileError& error) {
+        return report(":" + std::to_string(error.line()) + ": " + error.what());
+    } catch (const std::runtime_error& error) {
+        return report(std::string(": ") + error.what());
+    }
+}
+
+}  // namespace Toggle

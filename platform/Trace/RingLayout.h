@@ -25,7 +25,7 @@ inline constexpr std::array<char, 8> ringMagic{'I', 'R', 'B', 'T', 'R', 'A', 'C'
 inline constexpr std::uint32_t ringVersion = 1;
 inline constexpr std::uint32_t ringByteOrder = 0x01020304;
 inline constexpr std::uint64_t ringSitesOffset = 4096;
-inline constexpr std::uint64_t ringSitesBytes = 256 * 1024;
+inline constexpr std::uint64_t ringSitesBytes = std::uint64_t{256} * 1024;
 inline constexpr std::uint64_t ringSlotsOffset = ringSitesOffset + ringSitesBytes;
 inline constexpr std::size_t ringSlotBytes = 256;
 inline constexpr std::size_t ringSlotWords = ringSlotBytes / 8;

@@ -34,9 +34,8 @@ void appendUtf8(std::string& out, unsigned code) {
 }  // namespace
 
 std::size_t JsonCursor::line() const {
-    const auto begin = text_.begin();
-    return 1 + static_cast<std::size_t>(
-                   std::count(begin, begin + static_cast<std::ptrdiff_t>(at_), '\n'));
+    const std::string_view before = text_.substr(0, at_);
+    return 1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
 }
 
 void JsonCursor::fail(const std::string& what) const {

@@ -8,8 +8,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <system_error>
+#include <utility>
 
 #include "Trace/Clock.h"
 #include "Trace/RingSites.h"
@@ -103,20 +105,19 @@ void Ring::fileIs(const std::string& path, std::uint32_t slotCount) {
     slotCount = std::bit_ceil(std::max(slotCount, 1u));
     const std::string made = path + "." + std::to_string(::getpid()) + ".new";
     void* memory = newMapping(made, ringSlotsOffset + slotCount * ringSlotBytes);
-    Ring* ring = new Ring(memory, slotCount);
+    std::unique_ptr<Ring> ring(new Ring(memory, slotCount));
     try {
         moveInto(path, made);
     } catch (...) {
-        delete ring;
         ::munmap(memory, ringSlotsOffset + slotCount * ringSlotBytes);
         throw;
     }
-    RingSites::instance().currentIs(*ring);
+    RingSites::instance().currentIs(std::move(ring));
 }
 
 Ring& Ring::first() noexcept {
     return RingSites::instance().first([]() -> Ring& {
-        static Ring& ring = *new Ring(privateMemory, ringDefaultSlots);
+        static Ring ring(privateMemory, ringDefaultSlots);
         return ring;
     });
 }

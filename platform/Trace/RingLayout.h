@@ -47,8 +47,8 @@ struct RingIdentity {
 };
 
 /// The first page. The counters are each on a cache line of their own.
-struct RingHeader {
-    RingIdentity identity;
+struct RingHeader {  // NOLINT(clang-analyzer-optin.performance.Padding)
+    RingIdentity identity{};
     /// How many records were ever reserved; record number N (from 1) is in slot (N - 1) %
     /// slotCount.
     alignas(64) std::atomic<std::uint64_t> written;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace Trace {
@@ -21,9 +22,9 @@ std::uint32_t RingSites::number(const std::string& entry) {
     return place->second;
 }
 
-void RingSites::currentIs(Ring& ring) {
+void RingSites::currentIs(std::unique_ptr<Ring> ring) {
     const std::lock_guard lock(mutex_);
-    publish(ring);
+    publish(*rings_.emplace_back(std::move(ring)));
 }
 
 Ring& RingSites::first(Ring& (*make)()) {

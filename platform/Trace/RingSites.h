@@ -3,9 +3,11 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Trace/Ring.h"
 
@@ -23,8 +25,8 @@ class RingSites {
     /// decoded without it.
     std::uint32_t number(const std::string& entry);
 
-    /// Makes `ring` the current one, with all sites in its table.
-    void currentIs(Ring& ring);
+    /// Makes `ring` the current one, with all sites in its table, and keeps it for ever.
+    void currentIs(std::unique_ptr<Ring> ring);
     /// The current ring; if there is none yet, the one that `make` makes becomes it.
     Ring& first(Ring& (*make)());
 
@@ -34,6 +36,8 @@ class RingSites {
 
     std::mutex mutex_;
     std::map<std::string, std::uint32_t, std::less<>> numbers_;
+    /// The rings in files, former ones included: a thread may still be writing to one.
+    std::vector<std::unique_ptr<Ring>> rings_;
 };
 
 }  // namespace Trace

@@ -139,7 +139,7 @@ struct ValueTraits<Ondel::IntfId> {
         }
         const bool isVlan = intf.kind() == Ondel::IntfId::Kind::vlan;
         const std::string_view prefix = isVlan ? "vlan" : "mtunnel";
-        std::array<char, 32> name;
+        std::array<char, 32> name{};
         char* const number = std::copy(prefix.begin(), prefix.end(), name.data());
         const char* end = std::to_chars(number, name.data() + name.size(), intf.number()).ptr;
         record.addText({name.data(), static_cast<std::size_t>(end - name.data())});
@@ -173,7 +173,7 @@ struct ValueTraits<Routing::Gmp::Tessel::VrfApp> {
     static void encode(RecordBuffer& record, const VrfApp& key) {
         // An application's text is short enough to be held in place.
         const std::string app = stringValue(key.app);
-        std::array<char, L3::VrfName::maxLength() + 16> name;
+        std::array<char, L3::VrfName::maxLength() + 16> name{};
         char* end = std::copy_n(key.vrfName.text().data(), key.vrfName.text().size(), name.data());
         *end++ = '.';
         end = std::copy(app.begin(), app.end(), end);

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "Routing/Gmp/Tessel/Storage/Format.h"
+#include "Routing/Gmp/Tessel/Storage/Record.h"
+#include "Routing/Gmp/Tessel/Storage/TableFile.h"
+
+namespace Routing::Gmp::Tessel::Storage {
+
+/// One change, as the log keeps it. A plain value.
+struct LoggedChange {
+    ChangeKind kind = ChangeKind::lost;
+    std::uint64_t statusId = 0;
+    std::uint16_t statusPlace = 0;  ///< the status's place among all entries
+    KeyWords key{};
+    FilterMode before = FilterMode::exclude;
+    FilterMode after = FilterMode::exclude;
+};
+
+/// The writer's end of the change log. Belongs to the writer's thread; lives in its table.
+class ChangeLogWriter {
+  public:
+    explicit ChangeLogWriter(const TableFile& file);
+
+    /// Logs a change that took effect, for readers that ask what changed.
+    void append(const LoggedChange& change) {
+        LogEntry& entry = ring_[count_ % logEntries];
+        entry.number.store(0, std::memory_order_relaxed);
+        entry.statusId.store(change.statusId, std::memory_order_release);
+        const std::uint64_t intf = change.key[4] | std::uint64_t{change.statusPlace} << 48;
+        entry.intf.store(intf, std::memory_order_release);
+        for (std::size_t i = 0; i < 2; ++i) {
+            entry.source[i].store(change.key[i], std::memory_order_release);
+            entry.group[i].store(change.key[2 + i], std::memory_order_release);
+        }
+        const std::uint64_t outcome = std::uint64_t{static_cast<std::uint8_t>(change.kind)} << 32 |
+                                      std::uint64_t{static_cast<std::uint8_t>(change.before)}
+                                          << 40 |
+                                      std::uint64_t{static_cast<std::uint8_t>(change.after)} << 48;
+        ++count_;
+        const std::uint64_t words[] = {count_,        change.statusId, intf,          change.key[0],
+                                       change.key[1], change.key[2],   change.key[3], outcome};
+        entry.outcome.store(outcome | checksum(0xffffffff, words, 8), std::memory_order_release);
+        entry.number.store(count_, std::memory_order_release);
+        control_.changes.store(count_, std::memory_order_release);
+    }
+
+  private:
+    Control& control_;
+    LogEntry* ring_;
+    std::uint64_t count_;
+};
+
+/// A reader's end of the change log: reads, and keeps nothing but references.
+class ChangeLogReader {
+  public:
+    explicit ChangeLogReader(const TableFile& file);
+
+    /// The number of changes ever logged.
+    std::uint64_t count() const { return control_.changes.load(std::memory_order_acquire); }
+    /// The change of that number, counted from 0; nothing if the log has no such change, or no
+    /// longer, or it is damaged.
+    std::optional<LoggedChange> change(std::uint64_t number) const;
+    /// The word whose change wakes sleepers.
+    const Word& changes() const { return control_.changes; }
+
+  private:
+    const Control& control_;
+    const LogEntry* ring_;
+};
+
+}  // namespace Routing::Gmp::Tessel::Storage

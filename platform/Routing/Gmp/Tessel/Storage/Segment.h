@@ -1,0 +1,239 @@
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "Routing/Gmp/Tessel/Storage/Format.h"
+#include "Routing/Gmp/Tessel/Storage/Record.h"
+
+namespace Routing::Gmp::Tessel::Storage {
+
+/// The seven bits of a hash that its record's tag shows, and their parity. Never a tag that means
+/// "free".
+inline std::uint8_t tagOf(std::uint64_t hash) {
+    auto bits = static_cast<std::uint32_t>(hash >> 32) & 0x7f;
+    if (bits < 2) bits += 2;
+    const auto parity = static_cast<std::uint32_t>(std::popcount(bits)) & 1;
+    return static_cast<std::uint8_t>(bits | parity << 7);
+}
+
+/// The 16 tags of a group, as they were at one moment each half, and questions to all of them. An
+/// answer has bit 0 of each byte set whose tag it means; bytes are taken from the lowest place.
+class GroupTags {
+  public:
+    struct Places {
+        std::uint64_t half[2];
+
+        bool any() const { return (half[0] | half[1]) != 0; }
+        /// The lowest place, 0..15. There must be one.
+        std::uint32_t first() const {
+            return half[0] != 0 ? static_cast<std::uint32_t>(std::countr_zero(half[0])) / 8
+                                : static_cast<std::uint32_t>(std::countr_zero(half[1])) / 8 + 8;
+        }
+        void dropFirst() {
+            std::uint64_t& low = half[0] != 0 ? half[0] : half[1];
+            low &= low - 1;
+        }
+        std::uint32_t count() const {
+            return static_cast<std::uint32_t>(std::popcount(half[0]) + std::popcount(half[1]));
+        }
+    };
+
+    GroupTags(std::uint64_t low, std::uint64_t high) : half_{low, high} {}
+
+    Places equal(std::uint8_t tag) const {
+        const std::uint64_t pattern = everyByte * tag;
+        return {zeroBytes(half_[0] ^ pattern), zeroBytes(half_[1] ^ pattern)};
+    }
+    Places empty() const { return {zeroBytes(half_[0]), zeroBytes(half_[1])}; }
+    Places removed() const { return equal(removedTag); }
+    Places used() const {
+        const Places none = empty();
+        const Places gone = removed();
+        return {everyByte ^ (none.half[0] | gone.half[0]),
+                everyByte ^ (none.half[1] | gone.half[1])};
+    }
+    /// Places that a record may be put in.
+    Places unused() const {
+        const Places none = empty();
+        const Places gone = removed();
+        return {none.half[0] | gone.half[0], none.half[1] | gone.half[1]};
+    }
+    /// Tags whose parity is wrong.
+    Places damaged() const { return {oddBytes(half_[0]), oddBytes(half_[1])}; }
+
+  private:
+    static constexpr std::uint64_t everyByte = 0x0101010101010101;
+
+    static std::uint64_t zeroBytes(std::uint64_t word) {
+        constexpr std::uint64_t low7 = 0x7f * everyByte;
+        return (~((((word & low7) + low7) | word) | low7)) >> 7;
+    }
+    static std::uint64_t oddBytes(std::uint64_t word) {
+        word ^= word >> 4;
+        word ^= word >> 2;
+        word ^= word >> 1;
+        return word & everyByte;
+    }
+
+    std::uint64_t half_[2];
+};
+
+/// A view of a segment's memory: tags and records, without knowledge of which hashes it is for.
+/// A plain value; the memory belongs to the table's file. `Memory` is std::byte for the writer and
+/// const std::byte for readers.
+template <class Memory>
+class SegmentView {
+    template <class Type>
+    using Like = std::conditional_t<std::is_const_v<Memory>, const Type, Type>;
+
+  public:
+    SegmentView() = default;
+    SegmentView(Memory* memory, std::uint32_t groups) : memory_(memory), groups_(groups) {}
+
+    std::uint32_t groups() const { return groups_; }
+    std::uint32_t places() const { return groups_ * groupPlaces; }
+    /// The group where the search for a hash starts.
+    std::uint32_t homeGroup(std::uint64_t hash) const {
+        return static_cast<std::uint32_t>((hash & 0xffffffff) * groups_ >> 32);
+    }
+    std::uint32_t nextGroup(std::uint32_t group) const {
+        return group + 1 == groups_ ? 0 : group + 1;
+    }
+
+    GroupTags tags(std::uint32_t group) const {
+        const auto* words = tagWords() + std::size_t{group} * 2;
+        return {words[0].load(std::memory_order_acquire), words[1].load(std::memory_order_acquire)};
+    }
+    std::uint8_t tag(std::uint32_t place) const {
+        const std::uint64_t word = tagWords()[place / 8].load(std::memory_order_acquire);
+        return static_cast<std::uint8_t>(word >> (place % 8 * 8));
+    }
+    /// For the writer, the only one to change tags.
+    void tagIs(std::uint32_t place, std::uint8_t tag) const {
+        Word& word = tagWords()[place / 8];
+        const unsigned shift = place % 8 * 8;
+        const std::uint64_t others =
+            word.load(std::memory_order_relaxed) & ~(std::uint64_t{0xff} << shift);
+        word.store(others | std::uint64_t{tag} << shift, std::memory_order_release);
+    }
+
+    void clearTags(std::uint32_t group) const {
+        tagWords()[std::size_t{group} * 2].store(0, std::memory_order_release);
+        tagWords()[std::size_t{group} * 2 + 1].store(0, std::memory_order_release);
+    }
+
+    Like<Record>& record(std::uint32_t place) const {
+        return reinterpret_cast<Like<Record>*>(memory_ + recordsOffset(groups_))[place];
+    }
+
+  private:
+    Like<Word>* tagWords() const { return reinterpret_cast<Like<Word>*>(memory_); }
+
+    Memory* memory_ = nullptr;
+    std::uint32_t groups_ = 0;
+};
+
+using Segment = SegmentView<std::byte>;
+using ConstSegment = SegmentView<const std::byte>;
+
+/// What was found at a place.
+struct FoundRecord {
+    enum class Kind : std::uint8_t { none, live, damaged };
+
+    Kind kind = Kind::none;
+    RecordState state;
+    KeyWords key{};
+};
+
+inline KeyWords loadKey(const Record& record) {
+    return {record.source[0].load(std::memory_order_acquire),
+            record.source[1].load(std::memory_order_acquire),
+            record.group[0].load(std::memory_order_acquire),
+            record.group[1].load(std::memory_order_acquire),
+            record.intf.load(std::memory_order_acquire)};
+}
+
+inline void storeKey(Record& record, const KeyWords& key) {
+    record.source[0].store(key[0], std::memory_order_release);
+    record.source[1].store(key[1], std::memory_order_release);
+    record.group[0].store(key[2], std::memory_order_release);
+    record.group[1].store(key[3], std::memory_order_release);
+    record.intf.store(key[4], std::memory_order_release);
+}
+
+/// Makes all places of a segment that nobody refers to yet empty, whatever its pages held before.
+inline void clearSegment(const Segment& segment) {
+    for (std::uint32_t group = 0; group < segment.groups(); ++group)
+        segment.clearTags(group);
+    for (std::uint32_t place = 0; place < segment.places(); ++place) {
+        segment.record(place).state.store(0, std::memory_order_release);
+    }
+}
+
+/// Reads a place whose tag says that it is used, while the writer may be changing it. Damage is
+/// what two readings agree on: one alone may have met a record on its way in or out.
+template <class Memory>
+FoundRecord readRecord(const SegmentView<Memory>& segment, std::uint32_t place,
+                       std::uint32_t statusChecksum) {
+    const Record& record = segment.record(place);
+    RecordState suspect;
+    std::uint8_t suspectTag = emptyTag;
+    for (;;) {
+        const RecordState state(record.state.load(std::memory_order_acquire));
+        const KeyWords key = loadKey(record);
+        if (RecordState(record.state.load(std::memory_order_acquire)) != state) continue;
+        if (state.isLiveOf(key, statusChecksum)) return {FoundRecord::Kind::live, state, key};
+        // Not live: it was removed under our eyes, or its tag went before; or it is damaged.
+        const std::uint8_t tag = segment.tag(place);
+        if (tag == emptyTag || tag == removedTag) return {};
+        if (state.kind() == RecordState::Kind::removed && state.isFree(statusChecksum)) return {};
+        if (suspectTag == tag && suspect == state) {
+            return {FoundRecord::Kind::damaged, state, key};
+        }
+        suspect = state;
+        suspectTag = tag;
+    }
+}
+
+/// What a search for a key came to.
+struct SearchResult {
+    /// `damaged`: it was not found, but something on its way was damaged and may have been it.
+    enum class Kind : std::uint8_t { none, live, damaged };
+
+    Kind kind = Kind::none;
+    std::uint32_t place = 0;  ///< where it is, or the last damaged place met
+    RecordState state;
+};
+
+/// Searches a segment for a key. A miss is answered from the tags alone.
+template <class Memory>
+SearchResult searchSegment(const SegmentView<Memory>& segment, const KeyWords& key,
+                           std::uint64_t hash, std::uint32_t statusChecksum) {
+    const std::uint8_t wanted = tagOf(hash);
+    SearchResult result;
+    std::uint32_t group = segment.homeGroup(hash);
+    for (std::uint32_t visited = 0; visited < segment.groups(); ++visited) {
+        const GroupTags tags = segment.tags(group);
+        for (auto places = tags.equal(wanted); places.any(); places.dropFirst()) {
+            const std::uint32_t place = group * groupPlaces + places.first();
+            const FoundRecord found = readRecord(segment, place, statusChecksum);
+            if (found.kind == FoundRecord::Kind::live && found.key == key) {
+                return {SearchResult::Kind::live, place, found.state};
+            }
+            if (found.kind == FoundRecord::Kind::damaged) {
+                result = {SearchResult::Kind::damaged, place, {}};
+            }
+        }
+        if (const auto damaged = tags.damaged(); damaged.any()) {
+            result = {SearchResult::Kind::damaged, group * groupPlaces + damaged.first(), {}};
+        }
+        if (tags.empty().any()) break;
+        group = segment.nextGroup(group);
+    }
+    return result;
+}
+
+}  // namespace Routing::Gmp::Tessel::Storage

@@ -1,0 +1,126 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "Routing/Gmp/Tessel/MembershipChange.h"
+#include "Routing/Gmp/Tessel/Storage/ChangeLog.h"
+#include "Routing/Gmp/Tessel/Storage/Format.h"
+#include "Routing/Gmp/Tessel/Storage/PageAllocator.h"
+#include "Routing/Gmp/Tessel/Storage/Record.h"
+#include "Routing/Gmp/Tessel/Storage/Sleepers.h"
+#include "Routing/Gmp/Tessel/Storage/TableFile.h"
+#include "Routing/Gmp/Tessel/Storage/WriterLock.h"
+#include "Routing/Gmp/Tessel/VrfApp.h"
+
+namespace Routing::Gmp::Tessel::Storage {
+
+class StatusStore;
+
+/// The writer's side of a whole table: its file, its free pages, its log and its statuses.
+///
+/// Owned by a StatusColl, from which it may move to another. Belongs to the writer's thread.
+class Table {
+  public:
+    /// Whom the table tells, in the writer's own process, what happens to it.
+    struct Listener {
+        std::function<void(std::string_view message)> corruption;
+        std::function<void(const MembershipChange&)> change;
+    };
+
+    /// The table in a directory; both are made if they are missing.
+    /// @throws std::system_error if the operating system refuses, or another writer is there
+    /// @throws Rix::CorruptionError if the file is no table, or is damaged where it must not be
+    static std::unique_ptr<Table> open(const std::filesystem::path& directory);
+    /// An empty table without a file, private to this process.
+    static std::unique_ptr<Table> anonymous();
+
+    Table(const Table&) = delete;
+    Table& operator=(const Table&) = delete;
+    ~Table();
+
+    Listener& listener() { return listener_; }
+    void reportCorruption(std::string_view message) const;
+
+    /// The statuses that the table holds, by their place among the entries.
+    const std::map<std::uint16_t, std::unique_ptr<StatusStore>>& statuses() const {
+        return statuses_;
+    }
+    /// Adds a status that the table does not hold.
+    /// @throws std::system_error if memory is full
+    /// @throws Rix::RangeError if there are too many statuses
+    StatusStore& statusAdd(const VrfApp& key);
+    /// Removes a status with all its memberships, and destroys its store.
+    void statusDel(StatusStore& status);
+
+    // For StatusStore.
+
+    const TableFile& file() const { return *file_; }
+    /// The same for a reader in this process, which may outlive the table.
+    std::shared_ptr<const TableFile> sharedFile() const { return file_; }
+    std::shared_ptr<Sleepers> sleepers() const { return sleepers_; }
+    const HashSeed& hashSeed() const { return hashSeed_; }
+    StatusEntry& statusEntry(std::uint16_t place) const;
+    /// Free pages, for a run of that many; the file grows if there are none.
+    /// @throws std::system_error if it cannot
+    PageNumber pagesTake(PageNumber pages);
+    void pagesGive(PageNumber first, PageNumber pages) { allocator_.free(first, pages); }
+    /// Logs a change that took effect and wakes the readers that wait for one.
+    void changed(const LoggedChange& change) {
+        log_->append(change);
+        sleepers_->changed(file_->at<Control>(controlPage).changes);
+    }
+    bool isObserved() const { return static_cast<bool>(listener_.change); }
+    void observe(const MembershipChange& change) const { listener_.change(change); }
+
+  private:
+    Table(TableFile file, Sleepers sleepers, std::optional<WriterLock> lock);
+
+    void openStatuses();
+    void openFreePages();
+    /// A place for a new status, its page there.
+    std::uint16_t freeStatusPlace();
+
+    std::optional<WriterLock> lock_;
+    std::shared_ptr<TableFile> file_;
+    HashSeed hashSeed_{};
+    std::optional<ChangeLogWriter> log_;
+    std::shared_ptr<Sleepers> sleepers_;
+    PageAllocator allocator_;
+    Listener listener_;
+    std::map<std::uint16_t, std::unique_ptr<StatusStore>> statuses_;
+    std::uint32_t lastStatus_ = 0;  ///< the highest number given to a status
+    std::uint16_t nextPlace_ = 0;   ///< where the search for a free entry starts
+};
+
+/// A run of pages that goes back to the table unless it is kept.
+class TakenPages {
+  public:
+    /// @param pages a power of two, or 0 for none
+    /// @throws std::system_error if the table cannot grow
+    TakenPages(Table& table, PageNumber pages)
+        : table_(table), pages_(pages), first_(pages == 0 ? 0 : table.pagesTake(pages)) {}
+    TakenPages(const TakenPages&) = delete;
+    TakenPages& operator=(const TakenPages&) = delete;
+    ~TakenPages() {
+        if (pages_ != 0) table_.pagesGive(first_, pages_);
+    }
+
+    PageNumber first() const { return first_; }
+    PageNumber keep() {
+        pages_ = 0;
+        return first_;
+    }
+
+  private:
+    Table& table_;
+    PageNumber pages_;
+    PageNumber first_;
+};
+
+}  // namespace Routing::Gmp::Tessel::Storage

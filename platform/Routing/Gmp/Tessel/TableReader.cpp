@@ -1,0 +1,147 @@
+#include "Routing/Gmp/Tessel/TableReader.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Rix/CorruptionError.h"
+#include "Routing/Gmp/Tessel/StatusColl.h"
+#include "Routing/Gmp/Tessel/Storage/Header.h"
+#include "Routing/Gmp/Tessel/Storage/StatusIdentity.h"
+#include "Routing/Gmp/Tessel/Storage/StatusList.h"
+#include "Routing/Gmp/Tessel/Storage/Table.h"
+
+namespace Routing::Gmp::Tessel {
+
+using Storage::ChangeKind;
+using Storage::LoggedChange;
+using Storage::StatusEntry;
+using Storage::StatusIdentity;
+using Storage::StatusList;
+using Storage::TableFile;
+
+TableReader::TableReader(const std::filesystem::path& directory)
+    : directory_(directory),
+      file_(std::make_shared<TableFile>(
+          TableFile::open(directory / "table", TableFile::Access::read, TableFile::Size::growing))),
+      hashSeed_(Storage::checkedHashSeed(*file_)),
+      log_(*file_),
+      seen_(log_.count()) {}
+
+TableReader::TableReader(const StatusColl& coll)
+    : file_(coll.table_->sharedFile()),
+      hashSeed_(coll.table_->hashSeed()),
+      log_(*file_),
+      sleepers_(coll.table_->sleepers()),
+      seen_(log_.count()) {}
+
+TableReader::Statuses TableReader::statuses() const {
+    Statuses all;
+    const StatusList list(*file_);
+    std::uint16_t size = 0;
+    try {
+        size = list.checkedSize(file_->currentPages());
+    } catch (const Rix::CorruptionError& error) {
+        all.damage.emplace_back(error.what());
+        return all;
+    }
+    for (std::uint16_t place = 0; place < size; ++place) {
+        const StatusEntry& entry = list.entry(place);
+        const std::uint64_t id = entry.life.load(std::memory_order_acquire);
+        if (id == 0) continue;
+        const auto identity = StatusIdentity::read(entry);
+        // An entry that changed meanwhile belongs to a status that is gone, and to one to come.
+        if (entry.life.load(std::memory_order_acquire) != id) continue;
+        if (identity && identity->id == id) {
+            all.readers.push_back(StatusReader(file_, hashSeed_, entry, identity->key, id));
+        } else {
+            all.damage.push_back(file_->path() + ": entry " + std::to_string(place) +
+                                 " of the list of statuses is damaged");
+        }
+    }
+    return all;
+}
+
+std::optional<StatusReader> TableReader::status(const VrfApp& key) const {
+    Statuses all = statuses();
+    const auto found = std::find_if(all.readers.begin(), all.readers.end(),
+                                    [&](const StatusReader& one) { return one.key() == key; });
+    if (found == all.readers.end()) return std::nullopt;
+    return std::move(*found);
+}
+
+std::vector<std::string> TableReader::faults() const {
+    Statuses all = statuses();
+    std::vector<std::string> faults = std::move(all.damage);
+    for (StatusReader& status : all.readers) {
+        const std::vector<std::string> some = status.faults();
+        faults.insert(faults.end(), some.begin(), some.end());
+    }
+    return faults;
+}
+
+// --- changes ------------------------------------------------------------------------------------
+
+TableReader::Changes TableReader::changes() {
+    Changes result;
+    const std::uint64_t count = log_.count();
+    bool isComplete = count >= seen_;
+    for (; isComplete && seen_ < count; ++seen_) {
+        const auto change = log_.change(seen_);
+        isComplete =
+            change && change->kind != ChangeKind::lost && appendTo(result.changes, *change);
+    }
+    seen_ = count;
+    if (!isComplete) return {true, {}};
+    return result;
+}
+
+bool TableReader::appendTo(std::vector<TableChange>& changes, const LoggedChange& logged) const {
+    const auto status = statusOf(logged);
+    if (!status) return false;
+    TableChange change{TableChange::Kind::membership,
+                       {*status, Storage::keyFromWords(logged.key), logged.before, logged.after}};
+    switch (logged.kind) {
+        case ChangeKind::inserted:
+            change.membership.before.reset();
+            break;
+        case ChangeKind::overwritten:
+            break;
+        case ChangeKind::removed:
+            change.membership.after.reset();
+            break;
+        case ChangeKind::statusAdded:
+            change = {TableChange::Kind::statusAdded, {*status, {}, {}, {}}};
+            break;
+        case ChangeKind::statusRemoved:
+            change = {TableChange::Kind::statusRemoved, {*status, {}, {}, {}}};
+            break;
+        default:
+            return false;
+    }
+    changes.push_back(std::move(change));
+    return true;
+}
+
+std::optional<VrfApp> TableReader::statusOf(const LoggedChange& change) const {
+    const StatusList list(*file_);
+    if (change.statusPlace >= list.checkedSize(file_->currentPages())) return std::nullopt;
+    const auto identity = StatusIdentity::read(list.entry(change.statusPlace));
+    if (!identity || identity->id != change.statusId) return std::nullopt;
+    return identity->key;
+}
+
+bool TableReader::waitForChange(std::optional<std::chrono::milliseconds> timeout) {
+    std::optional<std::chrono::steady_clock::time_point> deadline;
+    if (timeout) deadline = std::chrono::steady_clock::now() + *timeout;
+    while (!isChanged()) {
+        if (!sleepers_) {
+            sleepers_ =
+                std::make_shared<Storage::Sleepers>(Storage::Sleepers::forReader(directory_));
+        }
+        if (deadline && std::chrono::steady_clock::now() >= *deadline) return false;
+        sleepers_->sleep(log_.changes(), seen_, deadline);
+    }
+    return true;
+}
+
+}  // namespace Routing::Gmp::Tessel

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Lumo/Ptr.h"
+#include "Routing/Gmp/Tessel/StatusReader.h"
+#include "Routing/Gmp/Tessel/Storage/ChangeLog.h"
+#include "Routing/Gmp/Tessel/Storage/Sleepers.h"
+#include "Routing/Gmp/Tessel/TableChange.h"
+#include "Routing/Gmp/Tessel/VrfApp.h"
+
+namespace Routing::Gmp::Tessel {
+
+class StatusColl;
+
+/// The GMP status table as another process reads it, while its writer lives or afterwards.
+///
+/// Made by whoever reads, as long as he does. Never writes to the table, never waits for the writer
+/// and is never waited for. Each reader belongs to one thread; there may be any number.
+///
+/// To follow a table: walk it, then `for (;;) { waitForChange(); changes(); }`, and walk it again
+/// when changes() says so. A change is either in the walk or in the changes, or in both.
+class TableReader {
+  public:
+    /// The table in a directory.
+    /// @throws std::system_error if there is none or it may not be read; the message names the path
+    /// @throws Rix::CorruptionError if the file is not a GMP status table of this version
+    explicit TableReader(const std::filesystem::path& directory);
+    /// The table that this process writes, over the same mapping; for another thread, or for a
+    /// table that has no file. To be called by the writer's thread. What is read stays readable
+    /// after the collection is gone.
+    explicit TableReader(const StatusColl& coll);
+
+    /// Every status there is, and what is damaged among them.
+    struct Statuses {
+        std::vector<StatusReader> readers;
+        std::vector<std::string> damage;
+    };
+    Statuses statuses() const;
+    /// The status of that key; nothing if there is none.
+    std::optional<StatusReader> status(const VrfApp& key) const;
+
+    /// What changed since this was asked last, or since the reader was made.
+    struct Changes {
+        /// Changes were missed: too many happened, another writer took over, or some of the log or
+        /// of the table was damaged. `changes` is empty; the table must be walked again.
+        bool isWalkNeeded = false;
+        /// In the order in which they happened.
+        std::vector<TableChange> changes;
+    };
+    Changes changes();
+    /// Sleeps until something changed since changes() was asked last, or for that long.
+    /// @param timeout how long at most; nothing means for ever
+    /// @returns whether something changed
+    /// @throws std::system_error if the file `sleepers` beside the table may not be written, the
+    ///         only one that readers write; the message names the path
+    bool waitForChange(std::optional<std::chrono::milliseconds> timeout = std::nullopt);
+
+    /// Everything that is wrong with the table, one text a fault, with the file, the status and the
+    /// slot. Reads all of it. Empty if nothing is.
+    std::vector<std::string> faults() const;
+
+  private:
+    bool isChanged() const { return log_.count() != seen_; }
+    /// False if the change cannot be told.
+    bool appendTo(std::vector<TableChange>& changes, const Storage::LoggedChange& logged) const;
+    /// The status that a logged change is about; nothing if its name is not known any more.
+    std::optional<VrfApp> statusOf(const Storage::LoggedChange& change) const;
+
+    std::filesystem::path directory_;  ///< empty for a table of this process
+    std::shared_ptr<const Storage::TableFile> file_;
+    Storage::HashSeed hashSeed_;
+    Storage::ChangeLogReader log_;
+    std::shared_ptr<Storage::Sleepers> sleepers_;
+    std::uint64_t seen_;  ///< how many changes were asked for
+};
+
+}  // namespace Routing::Gmp::Tessel

@@ -1,0 +1,100 @@
+// What the tests of the GMP status table share.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Ondel/VlanIntfId.h"
+#include "Routing/Gmp/Tessel/StatusColl.h"
+#include "Routing/Gmp/Tessel/TableReader.h"
+
+namespace Tessel::Test {
+
+using Routing::Gmp::Tessel::App;
+using Routing::Gmp::Tessel::FilterMode;
+using Routing::Gmp::Tessel::Membership;
+using Routing::Gmp::Tessel::MembershipChange;
+using Routing::Gmp::Tessel::RouteIntfKey;
+using Routing::Gmp::Tessel::Status;
+using Routing::Gmp::Tessel::StatusColl;
+using Routing::Gmp::Tessel::StatusReader;
+using Routing::Gmp::Tessel::TableChange;
+using Routing::Gmp::Tessel::TableReader;
+using Routing::Gmp::Tessel::VrfApp;
+
+/// A directory of the test's own in shared memory, gone with the test.
+class TempDirectory {
+  public:
+    TempDirectory() {
+        std::string name = "/dev/shm/irbmc-test-XXXXXX";
+        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
+        path_ = name;
+    }
+    TempDirectory(const TempDirectory&) = delete;
+    TempDirectory& operator=(const TempDirectory&) = delete;
+    ~TempDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    const std::filesystem::path& path() const { return path_; }
+    std::filesystem::path table() const { return path_ / "table"; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+inline VrfApp vrf(std::string_view name, App app = App::irb) {
+    return {L3::VrfName(name), app};
+}
+
+inline RouteIntfKey key(std::uint16_t vlan, std::string_view source, std::string_view group) {
+    return {Ondel::VlanIntfId::vlanIdToIntfId(vlan), Ondel::IpGenAddr::parse(source).value(),
+            Ondel::IpGenAddr::parse(group).value()};
+}
+
+/// The membership number `number` of an endless series of different ones.
+inline RouteIntfKey numberedKey(std::uint32_t number) {
+    Ondel::IpGenAddr::Bytes source{10};
+    Ondel::IpGenAddr::Bytes group{239};
+    for (unsigned i = 0; i < 3; ++i) {
+        source[i + 1] = static_cast<std::uint8_t>(number >> 8 * i);
+        group[i + 1] = static_cast<std::uint8_t>(number >> (8 + 8 * i));
+    }
+    const auto family = Ondel::IpGenAddr::Family::ipv4;
+    return {Ondel::VlanIntfId::vlanIdToIntfId(static_cast<std::uint16_t>(number % 200 + 1)),
+            {family, source},
+            {family, group}};
+}
+
+inline Membership include(const RouteIntfKey& key) {
+    return {key, FilterMode::include};
+}
+inline Membership exclude(const RouteIntfKey& key) {
+    return {key, FilterMode::exclude};
+}
+
+/// The status of that name, which is added if it is not there.
+inline Lumo::Ptr<Status> statusOf(StatusColl& coll, const VrfApp& key) {
+    if (!coll.gmpStatus(key)) coll.gmpStatusIs(key, Lumo::make<Status>(key.name()));
+    return coll.gmpStatus(key);
+}
+
+/// Everything a status holds, in an order that does not depend on the table.
+template <class Walkable>
+std::vector<Membership> sorted(Walkable&& status) {
+    std::vector<Membership> all;
+    for (const Membership& membership : status)
+        all.push_back(membership);
+    std::sort(all.begin(), all.end());
+    return all;
+}
+
+}  // namespace Tessel::Test

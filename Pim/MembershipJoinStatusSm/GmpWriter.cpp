@@ -1,0 +1,101 @@
+// The one place where the machine writes to the GMP status table.
+#include <string>
+
+#include "MembershipJoinStatusSm.h"
+#include "MembershipJoinStatusSm/SmTrace.h"
+#include "Ondel/VlanIntfId.h"
+#include "Rix/Assert.h"
+#include "Rix/CorruptionError.h"
+
+namespace Irb::Multicast::Ingress {
+
+using Routing::Gmp::Tessel::FilterMode;
+using Routing::Gmp::Tessel::Membership;
+using Routing::Gmp::Tessel::RouteIntfKey;
+using Routing::Gmp::Tessel::Status;
+
+namespace {
+
+FilterMode filterMode(bool include) {
+    return include ? FilterMode::include : FilterMode::exclude;
+}
+
+/// The status's entry for a key; the default record where there is none, or where the entry is
+/// damaged, which is reported.
+Membership entryOf(const Status& status, const RouteIntfKey& key) {
+    try {
+        return status.membership(key);
+    } catch (const Rix::CorruptionError& corruption) {
+        status.handleCorruption(corruption.what());
+        return {};
+    }
+}
+
+}  // namespace
+
+Lumo::Ptr<Status> MembershipJoinStatusSm::gmpStatus(
+    const Routing::Gmp::Tessel::VrfApp& gmpVrfApp) const {
+    return gmpStatusLocalColl_ ? gmpStatusLocalColl_->gmpStatus(gmpVrfApp) : nullptr;
+}
+
+void MembershipJoinStatusSm::addMembership(const L3::VrfName& vrfName,
+                                           const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,
+                                           const Ondel::IpGenAddr& source,
+                                           const Ondel::IpGenAddr& groupAddr,
+                                           Bridging::VlanId vlanId, bool include) {
+    TRACE_BLOCK(smTrace(),
+                "void Irb::Multicast::Ingress::MembershipJoinStatusSm::addMembership("
+                "const L3::VrfName&, const Routing::Gmp::Tessel::VrfApp&, const Ondel::IpGenAddr&, "
+                "const Ondel::IpGenAddr&, Bridging::VlanId, bool)");
+    RIX_ASSERT(vrfName);
+    const Ondel::IntfId intfId = Ondel::VlanIntfId::vlanIdToIntfId(vlanId.value());
+    const Membership membership({intfId, source, groupAddr}, filterMode(include));
+    TRACE(smTrace(), 7, "addMembership", "addMembership: Add gmpStatus: {}- ( {}, {}, {} , {} ) {}",
+          vrfName, source, groupAddr, intfId, membership.filterMode(), gmpVrfApp.app);
+    if (!gmpStatusLocalColl_) return;
+    if (!gmpStatus(gmpVrfApp)) {
+        const std::string name =
+            std::string(vrfName.text()) + "." + Routing::Gmp::Tessel::stringValue(gmpVrfApp.app);
+        gmpStatusLocalColl_->gmpStatusIs(gmpVrfApp, Lumo::make<Status>(name));
+    }
+    gmpStatus(gmpVrfApp)->membershipIs(membership);
+}
+
+void MembershipJoinStatusSm::delMembership(const L3::VrfName& vrfName,
+                                           const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,
+                                           const Ondel::IpGenAddr& source,
+                                           const Ondel::IpGenAddr& groupAddr,
+                                           Bridging::VlanId vlanId, bool include) {
+    TRACE_BLOCK(smTrace(),
+                "void Irb::Multicast::Ingress::MembershipJoinStatusSm::delMembership("
+                "const L3::VrfName&, const Routing::Gmp::Tessel::VrfApp&, const Ondel::IpGenAddr&, "
+                "const Ondel::IpGenAddr&, Bridging::VlanId, bool)");
+    RIX_ASSERT(vrfName);
+    const Ondel::IntfId intfId = Ondel::VlanIntfId::vlanIdToIntfId(vlanId.value());
+    const RouteIntfKey key{intfId, source, groupAddr};
+    const Lumo::Ptr<Status> status = gmpStatus(gmpVrfApp);
+    if (!status) return;
+    if (entryOf(*status, key).filterMode() == filterMode(include)) {
+        TRACE(smTrace(), 7, "delMembership",
+              "delMembership: Del gmpStatus: {}- ( {}, {}, {} , {} ) {}", vrfName, source,
+              groupAddr, intfId, filterMode(include), gmpVrfApp.app);
+        status->membershipDel(key);
+    }
+    if (status->memberships() == 0) gmpStatusLocalColl_->gmpStatusDel(gmpVrfApp);
+}
+
+void MembershipJoinStatusSm::delMembershipOfAnyMode(const L3::VrfName& vrfName,
+                                                    const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,
+                                                    const Ondel::IpGenAddr& source,
+                                                    const Ondel::IpGenAddr& groupAddr,
+                                                    Bridging::VlanId vlanId) {
+    const Lumo::Ptr<Status> status = gmpStatus(gmpVrfApp);
+    if (!status) return;
+    const RouteIntfKey key{Ondel::VlanIntfId::vlanIdToIntfId(vlanId.value()), source, groupAddr};
+    const Membership entry = entryOf(*status, key);
+    if (entry.key() != key) return;
+    delMembership(vrfName, gmpVrfApp, source, groupAddr, vlanId,
+                  entry.filterMode() == FilterMode::include);
+}
+
+}  // namespace Irb::Multicast::Ingress

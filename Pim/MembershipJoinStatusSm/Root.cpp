@@ -1,0 +1,157 @@
+// The life of the machine, and its attributes.
+#include <utility>
+
+#include "Lumo/Delivery.h"
+#include "MembershipJoinStatusSm.h"
+#include "MembershipJoinStatusSm/L3IntfStatus.h"
+#include "MembershipJoinStatusSm/PimVrfStatus.h"
+#include "MembershipJoinStatusSm/RixVlanMembership.h"
+#include "Rix/FirstError.h"
+
+namespace Irb::Multicast::Ingress {
+
+using Routing::Gmp::Tessel::App;
+
+MembershipJoinStatusSm::MembershipJoinStatusSm(
+    Domain domain, const Lumo::Ptr<const Gmp::MembershipJoinStatus>& membershipJoinStatus,
+    const Lumo::Ptr<const Routing::Multicast::PegDrStatus>& pegDrStatus,
+    const Lumo::Ptr<const L3::Intf::StatusDir>& l3IntfStatusDir,
+    const Lumo::Ptr<const Vxlan::EnabledStatus>& enabledStatus,
+    const Lumo::Ptr<const Routing::Pim::StatusColl>& pimStatusColl,
+    const Lumo::Ptr<Routing::Gmp::Tessel::StatusColl>& gmpStatusLocalColl,
+    const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus, App gmpStatusApp)
+    : domain_(domain),
+      membershipJoinStatus_(membershipJoinStatus),
+      pegDrStatus_(pegDrStatus),
+      l3IntfStatusDir_(l3IntfStatusDir),
+      enabledStatus_(enabledStatus),
+      pimStatusColl_(pimStatusColl),
+      gmpProxyStatus_(gmpProxyStatus),
+      gmpStatusLocalColl_(gmpStatusLocalColl),
+      gmpStatusApp_(gmpStatusApp),
+      membershipJoinStatusDispatch_(*this, membershipJoinStatus,
+                                    Gmp::MembershipJoinStatus::vlanField, dispatchVlan),
+      pegDrStatusDispatch_(*this, pegDrStatus, Routing::Multicast::PegDrStatus::pegDrVlanField,
+                           dispatchPegDrVlan),
+      l3IntfStatusDirDispatch_(*this, l3IntfStatusDir, L3::Intf::StatusDir::intfStatusField,
+                               dispatchIntfStatus),
+      pimStatusCollDispatch_(*this, pimStatusColl, Routing::Pim::StatusColl::vrfStatusField,
+                             dispatchVrfStatus),
+      on_enabledStatus_(*this),
+      on_gmpProxyStatus_(*this) {
+    dispatchersAreSubscribedIs(true);
+    // VLAN trackers consult the state of interfaces and of PIM, which is therefore there first.
+    if (l3IntfStatusDir_) {
+        for (const auto [intfId, status] : l3IntfStatusDir_->intfStatus())
+            l3IntfStatusIs(status);
+    }
+    if (pimStatusColl_) {
+        for (const auto [vrfName, status] : pimStatusColl_->vrfStatus())
+            pimVrfStatusIs(status);
+    }
+    if (membershipJoinStatus_) {
+        for (const auto [vlanId, join] : membershipJoinStatus_->vlan())
+            vlanMembershipIs(join);
+    }
+    handleInitialized();
+    on_enabledStatus_.on_selfPublisher(nullptr, enabledStatus_);
+    on_enabledStatus_.on_self0(nullptr, enabledStatus_);
+    on_gmpProxyStatus_.on_selfPublisher(nullptr, gmpProxyStatus_);
+    on_gmpProxyStatus_.on_self0(nullptr, gmpProxyStatus_);
+    on_enabledStatus_.on_self1(nullptr, enabledStatus_);
+    on_gmpProxyStatus_.on_self1(nullptr, gmpProxyStatus_);
+}
+
+MembershipJoinStatusSm::~MembershipJoinStatusSm() {
+    hasNotificationActiveIs(false);
+    try {
+        rixDoZombieReactors(true);
+    } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
+    }
+    dispatchersAreSubscribedIs(false);
+    on_enabledStatus_.on_shutdown();
+    on_gmpProxyStatus_.on_shutdown();
+    // An observer may keep a tracker longer than the machine.
+    for (const auto [intfId, tracker] : l3IntfStatus_)
+        tracker->parentIs(nullptr);
+    for (const auto [vrfName, tracker] : pimVrfStatus_)
+        tracker->parentIs(nullptr);
+    for (const auto [vlanId, tracker] : rixVlanMembership_)
+        tracker->abandonedByParent();
+}
+
+Lumo::Ptr<MembershipJoinStatusSm> MembershipJoinStatusSm::MembershipJoinStatusSmIs(
+    Domain domain, const Lumo::Ptr<const Gmp::MembershipJoinStatus>& membershipJoinStatus,
+    const Lumo::Ptr<const Routing::Multicast::PegDrStatus>& pegDrStatus,
+    const Lumo::Ptr<const L3::Intf::StatusDir>& l3IntfStatusDir,
+    const Lumo::Ptr<const Vxlan::EnabledStatus>& enabledStatus,
+    const Lumo::Ptr<const Routing::Pim::StatusColl>& pimStatusColl,
+    const Lumo::Ptr<Routing::Gmp::Tessel::StatusColl>& gmpStatusLocalColl,
+    const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus, App gmpStatusApp) {
+    auto machine = Lumo::make<MembershipJoinStatusSm>(
+        domain, membershipJoinStatus, pegDrStatus, l3IntfStatusDir, enabledStatus, pimStatusColl,
+        gmpStatusLocalColl, gmpProxyStatus, gmpStatusApp);
+    machine->hasNotificationActiveIs(true);
+    return machine;
+}
+
+void MembershipJoinStatusSm::dispatchersAreSubscribedIs(bool subscribed) {
+    membershipJoinStatusDispatch_.isSubscribedIs(subscribed);
+    pegDrStatusDispatch_.isSubscribedIs(subscribed);
+    l3IntfStatusDirDispatch_.isSubscribedIs(subscribed);
+    pimStatusCollDispatch_.isSubscribedIs(subscribed);
+}
+
+void MembershipJoinStatusSm::enabledStatusIs(
+    const Lumo::Ptr<const Vxlan::EnabledStatus>& enabledStatus) {
+    if (enabledStatus == enabledStatus_) return;
+    const auto previous = std::exchange(enabledStatus_, enabledStatus);
+    on_enabledStatus_.on_selfPublisher(previous, enabledStatus);
+    on_enabledStatus_.on_self0(previous, enabledStatus);
+    on_enabledStatus_.on_self1(previous, enabledStatus);
+}
+
+void MembershipJoinStatusSm::gmpProxyStatusIs(
+    const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus) {
+    if (gmpProxyStatus == gmpProxyStatus_) return;
+    const auto previous = std::exchange(gmpProxyStatus_, gmpProxyStatus);
+    on_gmpProxyStatus_.on_selfPublisher(previous, gmpProxyStatus);
+    on_gmpProxyStatus_.on_self0(previous, gmpProxyStatus);
+    on_gmpProxyStatus_.on_self1(previous, gmpProxyStatus);
+}
+
+void MembershipJoinStatusSm::initializedIs(bool initialized) {
+    if (initialized == initialized_) return;
+    const bool previous = std::exchange(initialized_, initialized);
+    Lumo::Delivery::deliver({*this, initializedField, nullptr, &previous});
+}
+
+void MembershipJoinStatusSm::hasNotificationActiveIs(bool active) {
+    if (active == hasNotificationActive()) return;
+    notificationActiveFlagIs(active);
+    dispatchersAreSubscribedIs(active);
+    for (const auto [intfId, tracker] : l3IntfStatus_)
+        tracker->hasNotificationActiveIs(active);
+    for (const auto [vrfName, tracker] : pimVrfStatus_)
+        tracker->hasNotificationActiveIs(active);
+    for (const auto [vlanId, tracker] : rixVlanMembership_) {
+        tracker->hasNotificationActiveIs(active);
+    }
+}
+
+void MembershipJoinStatusSm::rixDoZombieReactors(bool zombie) {
+    if (zombie == isZombie()) return;
+    Rix::FirstError error;
+    const auto reap = [&](auto& trackers) {
+        for (const auto& entry : trackers) {
+            error.run([&] { entry.value->rixDoZombieReactors(zombie); });
+        }
+    };
+    reap(l3IntfStatus_);
+    reap(pimVrfStatus_);
+    reap(rixVlanMembership_);
+    zombieFlagIs(zombie);
+    error.raise();
+}
+
+}  // namespace Irb::Multicast::Ingress

@@ -64,13 +64,13 @@ class MembershipJoinStatusSm final : public Lumo::Object<MembershipJoinStatusSm,
         Routing::Gmp::Tessel::App gmpStatusApp);
 
     MembershipJoinStatusSm(Domain domain,
-                           const Lumo::Ptr<const Gmp::MembershipJoinStatus>& membershipJoinStatus,
-                           const Lumo::Ptr<const Routing::Multicast::PegDrStatus>& pegDrStatus,
-                           const Lumo::Ptr<const L3::Intf::StatusDir>& l3IntfStatusDir,
-                           const Lumo::Ptr<const Vxlan::EnabledStatus>& enabledStatus,
-                           const Lumo::Ptr<const Routing::Pim::StatusColl>& pimStatusColl,
-                           const Lumo::Ptr<Routing::Gmp::Tessel::StatusColl>& gmpStatusLocalColl,
-                           const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus,
+                           Lumo::Ptr<const Gmp::MembershipJoinStatus> membershipJoinStatus,
+                           Lumo::Ptr<const Routing::Multicast::PegDrStatus> pegDrStatus,
+                           Lumo::Ptr<const L3::Intf::StatusDir> l3IntfStatusDir,
+                           Lumo::Ptr<const Vxlan::EnabledStatus> enabledStatus,
+                           Lumo::Ptr<const Routing::Pim::StatusColl> pimStatusColl,
+                           Lumo::Ptr<Routing::Gmp::Tessel::StatusColl> gmpStatusLocalColl,
+                           Lumo::Ptr<const GmpProxyStatus> gmpProxyStatus,
                            Routing::Gmp::Tessel::App gmpStatusApp);
     ~MembershipJoinStatusSm() override;
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "Bridging/VlanId.h"
 #include "Irb/Multicast/GmpProxyStatus.h"
@@ -25,10 +26,10 @@ class CollectionDispatch final : Lumo::Subscriber {
     using Reaction = void (*)(MembershipJoinStatusSm& root, const Key& key);
 
     /// Not subscribed yet.
-    CollectionDispatch(MembershipJoinStatusSm& root, const Lumo::Ptr<const Input>& input,
+    CollectionDispatch(MembershipJoinStatusSm& root, Lumo::Ptr<const Input> input,
                        Lumo::FieldId served, Reaction reaction)
-        : root_(root), input_(input), served_(served), reaction_(reaction) {}
-    ~CollectionDispatch() { isSubscribedIs(false); }
+        : root_(root), input_(std::move(input)), served_(served), reaction_(reaction) {}
+    ~CollectionDispatch() override { isSubscribedIs(false); }
     CollectionDispatch(const CollectionDispatch&) = delete;
     CollectionDispatch& operator=(const CollectionDispatch&) = delete;
 
@@ -90,7 +91,7 @@ class SbdVlanMapReactor final : Lumo::Subscriber {
 
     /// Not attached to an input yet.
     explicit SbdVlanMapReactor(MembershipJoinStatusSm& root) : root_(root) {}
-    ~SbdVlanMapReactor() { on_shutdown(); }
+    ~SbdVlanMapReactor() override { on_shutdown(); }
     SbdVlanMapReactor(const SbdVlanMapReactor&) = delete;
     SbdVlanMapReactor& operator=(const SbdVlanMapReactor&) = delete;
 

@@ -77,7 +77,7 @@ Lumo::Ptr<NestedSm_L3IntfStatus> MembershipJoinStatusSm::l3IntfStatusIs(
 }
 
 Lumo::Ptr<NestedSm_L3IntfStatus> MembershipJoinStatusSm::l3IntfStatusDel(Ondel::IntfId intfId) {
-    const Lumo::Ptr<NestedSm_L3IntfStatus> tracker = l3IntfStatus_.del(intfId);
+    Lumo::Ptr<NestedSm_L3IntfStatus> tracker = l3IntfStatus_.del(intfId);
     if (!tracker) return nullptr;
     Rix::FirstError error;
     error.run([&] { tracker->rixDoZombieReactors(true); });

@@ -36,7 +36,7 @@ class ArgumentReader {
     template <class Object>
     Ptr<Object> reference() {
         const auto node = nodeFor(std::is_const<Object>{});
-        const Ptr<Object> object = dynamicCast<Object>(node);
+        Ptr<Object> object = dynamicCast<Object>(node);
         if (node && !object) refuse(node->typeData().name());
         return object;
     }

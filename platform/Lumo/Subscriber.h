@@ -14,7 +14,7 @@ class Subscriber {
     virtual void onNotification(const Notification& change) = 0;
 
   protected:
-    ~Subscriber() = default;
+    virtual ~Subscriber() = default;
 };
 
 }  // namespace Lumo

@@ -12,7 +12,7 @@ class CorruptionHandler {
     virtual void onCorruption(std::string_view message) = 0;
 
   protected:
-    ~CorruptionHandler() = default;
+    virtual ~CorruptionHandler() = default;
 };
 
 /// Hands a message to `handler`, or writes it to standard error where there is none.

@@ -22,7 +22,7 @@ void MembershipJoinStatusSm::handleInitialized() {
     TRACE(smTrace(), 8, "handleInitialized", "handleInitialized: {}", name);
     initializedIs(true);
     if (!gmpStatusLocalColl_) return;
-    for (const auto [key, status] : *gmpStatusLocalColl_) {
+    for (const auto& [key, status] : *gmpStatusLocalColl_) {
         if (key.app != gmpStatusApp_) {
             TRACE(smTrace(), 8, "handleInitialized",
                   "handleInitialized: gmpLocalColl {} not applicable to {}", key, name);

@@ -222,7 +222,7 @@ void Fabric::stale(const char* name, const char* intf, const char* source, const
 
 Fabric::Texts Fabric::table() const {
     Texts texts;
-    for (const auto [key, status] : *gmpStatusLocalColl) {
+    for (const auto& [key, status] : *gmpStatusLocalColl) {
         for (const Routing::Gmp::Tessel::Membership membership : *status) {
             std::ostringstream text;
             text << status->name() << ' ' << membership.key().intf << " ("
@@ -237,7 +237,7 @@ Fabric::Texts Fabric::table() const {
 
 Fabric::Texts Fabric::statuses() const {
     Texts names;
-    for (const auto [key, status] : *gmpStatusLocalColl)
+    for (const auto& [key, status] : *gmpStatusLocalColl)
         names.push_back(status->name());
     std::sort(names.begin(), names.end());
     return names;

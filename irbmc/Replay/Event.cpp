@@ -82,8 +82,4 @@ std::optional<Input> inputNamed(std::string_view name) {
     return static_cast<Input>(found - inputNames.begin());
 }
 
-bool isToggleName(std::string_view name) {
-    return name == "OismGateway" || name == "OismMplsTunnel";
-}
-
 }  // namespace Irbmc::Replay

@@ -276,7 +276,5 @@ std::string_view opName(const Action& action);
 std::string_view inputName(Input input);
 /// The input of that name, or nothing.
 std::optional<Input> inputNamed(std::string_view name);
-/// Whether the state machine has a feature toggle of that name.
-bool isToggleName(std::string_view name);
 
 }  // namespace Irbmc::Replay

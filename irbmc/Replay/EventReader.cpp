@@ -48,14 +48,6 @@ void checkVlanIntf(Ondel::IntfId intf) {
     throw FormatError(R"("intf" must be a VLAN interface, not )" + jsonString(intf.shortName()));
 }
 
-Action readToggle(Fields& fields) {
-    Toggle toggle{fields.text("name"), fields.boolean("on")};
-    if (!isToggleName(toggle.name)) {
-        throw FormatError("no toggle " + JsonValue(toggle.name).description());
-    }
-    return toggle;
-}
-
 Action readStart(Fields& fields) {
     Start start{
         fields.byteOr("domain", 1), fields.byteOr("app", 1), fields.textOr("name", "default"), {}};
@@ -138,7 +130,10 @@ using Read = Action (*)(Fields&);
 const std::unordered_map<std::string_view, Read>& readers() {
     using F = Fields&;
     static const std::unordered_map<std::string_view, Read> readers = {
-        {"toggle", readToggle},
+        {"toggle",
+         [](F f) -> Action {
+             return Toggle{f.text("name"), f.boolean("on")};
+         }},
         {"start", readStart},
         {"stop", [](F) -> Action { return Stop{}; }},
         {"abandon", [](F) -> Action { return Abandon{}; }},

@@ -76,20 +76,26 @@ void JsonReport::event(std::uint64_t number, std::uint64_t line, const Event& ev
     sink_.write(text);
 }
 
-void JsonReport::finish(const std::vector<StatusContent>& table, const Totals& totals) {
-    sink_.write(R"({"final":[)");
+void writeStatuses(Sink& sink, const std::vector<StatusContent>& table) {
+    sink.write("[");
     for (const StatusContent& status : table) {
-        if (&status != &table.front()) sink_.write(",");
-        sink_.write(R"({"name":)" + jsonString(status.name) + R"(,"vrf":)" +
-                    jsonString(status.status.vrf) + R"(,"app":)" +
-                    std::to_string(status.status.app) + R"(,"memberships":[)");
+        if (&status != &table.front()) sink.write(",");
+        sink.write(R"({"name":)" + jsonString(status.name) + R"(,"vrf":)" +
+                   jsonString(status.status.vrf) + R"(,"app":)" +
+                   std::to_string(status.status.app) + R"(,"memberships":[)");
         for (const TableEntry& entry : status.memberships) {
-            if (&entry != &status.memberships.front()) sink_.write(",");
-            sink_.write(jsonMembership(entry, false));
+            if (&entry != &status.memberships.front()) sink.write(",");
+            sink.write(jsonMembership(entry, false));
         }
-        sink_.write("]}");
+        sink.write("]}");
     }
-    sink_.write(R"(],"events":)" + std::to_string(totals.events) + R"(,"expectations":)" +
+    sink.write("]");
+}
+
+void JsonReport::finish(const std::vector<StatusContent>& table, const Totals& totals) {
+    sink_.write(R"({"final":)");
+    writeStatuses(sink_, table);
+    sink_.write(R"(,"events":)" + std::to_string(totals.events) + R"(,"expectations":)" +
                 std::to_string(totals.expectations) + R"(,"unmet":)" +
                 std::to_string(totals.unmet) + "}\n");
 }

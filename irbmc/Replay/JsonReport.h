@@ -23,5 +23,7 @@ class JsonReport : public Report {
 
 /// A membership as a JSON object; without `vrf` and `app` where its status already says them.
 std::string jsonMembership(const TableEntry& entry, bool isWithStatus);
+/// Statuses with their memberships as a JSON array.
+void writeStatuses(Sink& sink, const std::vector<StatusContent>& table);
 
 }  // namespace Irbmc::Replay

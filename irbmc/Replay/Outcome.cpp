@@ -8,11 +8,14 @@ bool statusOrder(const StatusPlace& left, const StatusPlace& right) {
     return std::tie(left.vrf, left.app) < std::tie(right.vrf, right.app);
 }
 
+bool placeOrder(const MembershipPlace& left, const MembershipPlace& right) {
+    return std::tie(left.status.vrf, left.status.app, left.intf, left.group, left.source) <
+           std::tie(right.status.vrf, right.status.app, right.intf, right.group, right.source);
+}
+
 bool tableOrder(const TableEntry& left, const TableEntry& right) {
-    const MembershipPlace& a = left.place;
-    const MembershipPlace& b = right.place;
-    return std::tie(a.status.vrf, a.status.app, a.intf, a.group, a.source, left.mode) <
-           std::tie(b.status.vrf, b.status.app, b.intf, b.group, b.source, right.mode);
+    if (placeOrder(left.place, right.place)) return true;
+    return left.mode < right.mode && !placeOrder(right.place, left.place);
 }
 
 }  // namespace Irbmc::Replay

@@ -49,7 +49,9 @@ struct StatusContent {
     std::vector<TableEntry> memberships;
 };
 
-/// The order of reports: VRF name by its bytes, application, VLAN number, group, source, mode.
+/// The order of reports: VRF name by its bytes, application, VLAN number, group, source.
+bool placeOrder(const MembershipPlace& left, const MembershipPlace& right);
+/// The same, and among equals by mode.
 bool tableOrder(const TableEntry& left, const TableEntry& right);
 /// The order of statuses in reports: VRF name by its bytes, application.
 bool statusOrder(const StatusPlace& left, const StatusPlace& right);

@@ -125,17 +125,22 @@ std::optional<Moment> momentOf(const std::string& time) {
 
 std::string printable(std::string_view text) {
     if (isPlain(text)) return std::string(text);
+    // A JSON string has control characters and bad bytes replaced already. What is left to do is
+    // DEL and the second set of control characters; and quotes need no escape here.
     const std::string quoted = jsonString(text);
     std::string safe;
     for (std::size_t i = 1; i + 1 < quoted.size(); ++i) {
         const auto byte = static_cast<unsigned char>(quoted[i]);
         const auto next = static_cast<unsigned char>(quoted[i + 1]);
-        const bool isC1 = byte == 0xc2 && next < 0xa0;
-        if (isC1 || byte == 0x7f) {
+        if (byte == 0x7f) {
+            safe += "\\u007f";
+        } else if (byte == 0xc2 && next < 0xa0) {
             char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", isC1 ? next : byte);
+            std::snprintf(escape, sizeof escape, "\\u%04x", next);
             safe += escape;
-            if (isC1) ++i;
+            ++i;
+        } else if (byte == '\\' && (next == '"' || next == '\\')) {
+            safe += quoted[++i];
         } else {
             safe += quoted[i];
         }

@@ -13,7 +13,8 @@ namespace Trace {
 
 /// One ring record while it is being put together, on the stack of the thread that traces. Values
 /// are added in the message's order; from the first that does not fit, nothing more is taken.
-class RecordBuffer {
+// The words are left as they are: only those that were filled are ever read.
+class RecordBuffer {  // NOLINT(cppcoreguidelines-pro-type-member-init)
   public:
     /// `size` bytes as they are, or nothing if they do not fit.
     void addBytes(const void* bytes, std::size_t size) noexcept {
@@ -48,7 +49,6 @@ class RecordBuffer {
         return reinterpret_cast<std::uint8_t*>(words_.data() + ringHeadWords);
     }
 
-    // Left as they are: only those that were filled are ever read.
     std::array<std::uint64_t, ringSlotWords> words_;
     std::size_t used_ = 0;
     bool isFull_ = false;

@@ -47,7 +47,7 @@ struct RingIdentity {
 };
 
 /// The first page. The counters are each on a cache line of their own.
-struct RingHeader {
+struct RingHeader {  // NOLINT(clang-analyzer-optin.performance.Padding)
     RingIdentity identity{};
     /// How many records were ever reserved; record number N (from 1) is in slot (N - 1) %
     /// slotCount.

@@ -354,13 +354,12 @@ TEST(EventReader, TakesOnlyVlanInterfacesIntoTheTable) {
     EXPECT_EQ(errorOf(R"({"op":"table.del","intf":"vlan65535)" + rest + "}"), "no error");
 }
 
-TEST(EventReader, RefusesUnknownNamesOfModesInputsAndToggles) {
+TEST(EventReader, RefusesUnknownNamesOfModesAndInputs) {
     EXPECT_EQ(errorOf(R"({"op":"join","mode":"any","intf":"a",)" + placeFields + "}"),
               R"("mode" must be "include" or "exclude", not "any")");
     EXPECT_EQ(errorOf(R"({"op":"set.corrupt","set":"both",)" + placeFields + "}"),
               R"("set" must be "include" or "exclude", not "both")");
     EXPECT_EQ(errorOf(R"({"op":"start","without":["pim"]})"), R"(no input "pim")");
-    EXPECT_EQ(errorOf(R"({"op":"toggle","name":"Oism","on":true})"), R"(no toggle "Oism")");
 }
 
 TEST(EventReader, RefusesTextThatIsNoJsonObject) {

@@ -261,6 +261,7 @@ TEST(Wording, LetsNothingThroughThatATerminalWouldObey) {
     EXPECT_EQ(printable("a\x1b[2Jb\x7f\n"), "a\\u001b[2Jb\\u007f\\n");
     EXPECT_EQ(printable("\xc2\x9b\x31"), "\\u009b1");
     EXPECT_EQ(printable("\xff"), "\xef\xbf\xbd");
+    EXPECT_EQ(printable("\"\\\xc3\xb6"), "\"\\\xc3\xb6");
 }
 
 TEST(Columns, AlignsTextByItsCharacters) {

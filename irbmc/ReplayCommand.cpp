@@ -1,0 +1,199 @@
+#include "ReplayCommand.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "Library.h"
+#include "Replay/EventReader.h"
+#include "Replay/FormatError.h"
+#include "Replay/JsonReport.h"
+#include "Replay/LineReader.h"
+#include "Replay/TextReport.h"
+#include "Replay/Wording.h"
+
+namespace Irbmc {
+
+namespace {
+
+using Replay::Engine;
+using Replay::Event;
+using Replay::FormatError;
+using Replay::LineReader;
+using Replay::Outcome;
+using Replay::Report;
+using Replay::Totals;
+
+/// A recording that is open for reading: a file, or standard input by the name "-".
+class Recording {
+  public:
+    explicit Recording(const std::string& name)
+        : descriptor_(name == "-" ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC)) {
+        if (descriptor_ < 0) throw std::system_error(errno, std::generic_category(), name);
+    }
+    Recording(const Recording&) = delete;
+    Recording& operator=(const Recording&) = delete;
+    ~Recording() {
+        if (descriptor_ != STDIN_FILENO) ::close(descriptor_);
+    }
+
+    int descriptor() const { return descriptor_; }
+
+  private:
+    int descriptor_;
+};
+
+const std::map<std::string, Colour> colours{
+    {"auto", Colour::automatic}, {"always", Colour::always}, {"never", Colour::never}};
+
+/// The trace levels that the option spells; none if it was not given.
+Trace::Levels levelsOf(const std::optional<std::string>& text) {
+    if (!text) return {};
+    try {
+        return Trace::Levels::parse(*text);
+    } catch (const std::invalid_argument& error) {
+        throw std::invalid_argument(std::string("--trace: ") + error.what());
+    }
+}
+
+/// The event of a line; nothing for a line that is skipped. A comment may be of any length.
+std::optional<Event> eventOf(const LineReader::Line& line) {
+    const bool isSkipped = Replay::isSkipped(line.text);
+    const bool isComment = isSkipped && line.text.find('#') != std::string_view::npos;
+    if (line.isCut && !isComment) {
+        throw FormatError("the line is longer than " + std::to_string(LineReader::maxLineLength) +
+                          " bytes");
+    }
+    if (isSkipped) return std::nullopt;
+    return Replay::readEvent(line.text);
+}
+
+/// One line on standard error.
+void tell(const std::string& text) {
+    std::cerr << Replay::printable(text) << '\n';
+}
+
+void count(Totals& totals, const Outcome& outcome) {
+    ++totals.events;
+    totals.added += outcome.added.size();
+    totals.changed += outcome.changed.size();
+    totals.removed += outcome.removed.size();
+    if (!outcome.error.empty()) ++totals.errors;
+    if (!outcome.expectation) return;
+    ++totals.expectations;
+    if (!outcome.expectation->isMet()) ++totals.unmet;
+}
+
+}  // namespace
+
+ReplayCommand::ReplayCommand(CLI::App& app)
+    : Command(app, "replay",
+              "Feed a recording to the state machine and report, after each event, what became "
+              "of the GMP status table.") {
+    options()
+        .add_option("FILE", file_, "the recording, JSON Lines; - for standard input")
+        ->required();
+    options().add_flag("--json", isJson_, "report for programs: one JSON object a line");
+    options().add_flag("-q,--quiet", isQuiet_, "report the final table alone");
+    options()
+        .add_option("--trace", levels_,
+                    "report the trace messages of these levels with each event: 8, 0-9, 2,3,7")
+        ->type_name("LEVELS");
+    options()
+        .add_option("--table", tableDirectory_,
+                    "keep the table in this directory, where it outlives the command")
+        ->type_name("DIR");
+    options()
+        .add_option("--toggle", toggles_, "set a feature toggle ahead of the recording")
+        ->type_name("NAME=on|off")
+        ->allow_extra_args(false);
+    options()
+        .add_option("--color", colour_, "auto, always or never")
+        ->transform(CLI::CheckedTransformer(colours).description(""))
+        ->type_name("WHEN");
+    options()
+        .add_option("--library", library_,
+                    "the state machine's library, if not the one installed with the command")
+        ->type_name("FILE");
+}
+
+void ReplayCommand::setToggles(Engine& engine) const {
+    for (const std::string& toggle : toggles_) {
+        const auto equals = toggle.find('=');
+        const std::string state = equals == toggle.npos ? "" : toggle.substr(equals + 1);
+        if (state != "on" && state != "off") {
+            throw std::invalid_argument("--toggle takes NAME=on or NAME=off, not " + toggle);
+        }
+        try {
+            engine.apply({Replay::Toggle{toggle.substr(0, equals), state == "on"}});
+        } catch (const FormatError& error) {
+            throw std::invalid_argument(std::string("--toggle: ") + error.what());
+        }
+    }
+}
+
+std::unique_ptr<Report> ReplayCommand::report(Output& output) const {
+    if (isJson_) return std::make_unique<Replay::JsonReport>(output, isQuiet_);
+    auto report = std::make_unique<Replay::TextReport>(
+        output, Replay::TextReport::Options{isQuiet_, isColoured(output, colour_)});
+    report->begin(file_ == "-" ? "standard input" : file_);
+    return report;
+}
+
+std::string ReplayCommand::replay(LineReader& lines, Engine& engine, Report& report, Output& output,
+                                  Totals& totals) const {
+    while (true) {
+        // What was found so far is not held back while the next line is waited for.
+        if (!lines.hasBuffered()) output.flush();
+        const auto line = lines.next();
+        if (!line) return {};
+        const std::string place = file_ + ":" + std::to_string(line->number) + ": ";
+        try {
+            const auto event = eventOf(*line);
+            if (!event) continue;
+            const Outcome outcome = engine.apply(*event);
+            count(totals, outcome);
+            report.event(totals.events, line->number, *event, outcome);
+            if (isQuiet_ && outcome.expectation && !outcome.expectation->isMet()) {
+                tell(place + "the expectation is not met");
+            }
+        } catch (const FormatError& error) {
+            return place + error.what();
+        }
+    }
+}
+
+int ReplayCommand::run() {
+    const Recording recording(file_);
+    Engine engine({library_.empty() ? installedLibrary() : std::filesystem::path(library_),
+                   tableDirectory_, levelsOf(levels_)});
+    setToggles(engine);
+    Output output(STDOUT_FILENO);
+    const auto report = this->report(output);
+    LineReader lines(recording.descriptor());
+    Totals totals;
+    std::string wrong;
+    try {
+        wrong = replay(lines, engine, *report, output, totals);
+    } catch (const OutputError&) {
+        throw;
+    } catch (const std::system_error& error) {
+        wrong = file_ + ": cannot be read: " + error.code().message();
+    }
+    report->finish(engine.table(), totals);
+    output.flush();
+    if (!wrong.empty()) {
+        tell(wrong);
+        return exitFailure;
+    }
+    return totals.unmet == 0 ? exitDone : exitUnmet;
+}
+
+}  // namespace Irbmc

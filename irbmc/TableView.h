@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Ondel/IpGenAddr.h"
+#include "Replay/Event.h"
+#include "Replay/Outcome.h"
+#include "Replay/Report.h"
+#include "Routing/Gmp/Tessel/TableReader.h"
+
+namespace Irbmc {
+
+/// Where an agent keeps its table unless it is told otherwise.
+inline constexpr const char* defaultTableDirectory = "/dev/shm/gmp";
+
+/// Which memberships somebody wants to see; all, where nothing is said. A plain value.
+struct TableFilter {
+    std::optional<std::string> vrf;
+    std::optional<std::uint16_t> vlan;
+    std::optional<Ondel::IpGenAddr> group;
+
+    bool takes(const Replay::StatusPlace& status) const;
+    bool takes(const Replay::MembershipPlace& place) const;
+    /// Whether statuses are of interest that hold no membership that is.
+    bool takesEmptyStatuses() const { return !vlan && !group; }
+};
+
+/// What a reader found in a table, in the order of reports.
+struct TableContent {
+    std::vector<Replay::StatusContent> statuses;
+    /// What is damaged, one text a fault.
+    std::vector<std::string> damage;
+};
+
+TableContent contentOf(const Routing::Gmp::Tessel::TableReader& reader, const TableFilter& filter);
+
+/// For people: one line a membership, in columns.
+void writeColumns(Replay::Sink& sink, const TableContent& content);
+/// For programs: one JSON object, on one line.
+void writeJson(Replay::Sink& sink, const TableContent& content);
+
+}  // namespace Irbmc

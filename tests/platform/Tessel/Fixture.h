@@ -51,6 +51,23 @@ class TempDirectory {
     std::filesystem::path path_;
 };
 
+/// A series of random numbers that is the same for the same seed.
+class Random {
+  public:
+    explicit Random(std::uint64_t seed) : state_(seed * 2 + 1) { below(1); }
+
+    /// The next number, from 0 to below the limit.
+    std::uint32_t below(std::uint32_t limit) {
+        state_ += 0x9e3779b97f4a7c15;
+        std::uint64_t mixed = (state_ ^ state_ >> 30) * 0xbf58476d1ce4e5b9;
+        mixed = (mixed ^ mixed >> 27) * 0x94d049bb133111eb;
+        return static_cast<std::uint32_t>((mixed >> 32) % limit);
+    }
+
+  private:
+    std::uint64_t state_;
+};
+
 inline VrfApp vrf(std::string_view name, App app = App::irb) {
     return {L3::VrfName(name), app};
 }
@@ -72,6 +89,12 @@ inline RouteIntfKey numberedKey(std::uint32_t number) {
     return {Ondel::VlanIntfId::vlanIdToIntfId(static_cast<std::uint16_t>(number % 200 + 1)),
             {family, source},
             {family, group}};
+}
+
+/// The number that the key would have in the series.
+inline std::uint32_t numberOf(const RouteIntfKey& key) {
+    const auto& source = key.source.bytes();
+    return source[1] | source[2] << 8u | source[3] << 16u;
 }
 
 inline Membership include(const RouteIntfKey& key) {

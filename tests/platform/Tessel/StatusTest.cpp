@@ -72,17 +72,13 @@ TEST_F(GmpStatus, TakesOnlyVlanInterfaces) {
 
 TEST_F(GmpStatus, AgreesWithAMapThroughGrowthAndShrinking) {
     std::map<RouteIntfKey, FilterMode> model;
-    std::uint64_t random = 1;
-    const auto next = [&random](std::uint32_t limit) {
-        random = random * 6364136223846793005u + 1442695040888963407u;
-        return static_cast<std::uint32_t>((random >> 33) % limit);
-    };
+    Random random(1);
     for (std::uint32_t step = 0; step < 60000; ++step) {
-        const RouteIntfKey one = numberedKey(next(20000));
+        const RouteIntfKey one = numberedKey(random.below(20000));
         // Two of three grow the table at first, and shrink it later.
-        const bool grows = step < 40000 ? next(3) != 0 : next(3) == 0;
+        const bool grows = step < 40000 ? random.below(3) != 0 : random.below(3) == 0;
         if (grows) {
-            const auto mode = static_cast<FilterMode>(next(2));
+            const auto mode = static_cast<FilterMode>(random.below(2));
             red->membershipIs({one, mode});
             model[one] = mode;
         } else {

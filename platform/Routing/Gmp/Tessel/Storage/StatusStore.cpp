@@ -275,6 +275,11 @@ void StatusStore::recount(OpenSegment& segment) {
         const GroupTags tags = segment.view.tags(group);
         segment.live += tags.used().count();
         segment.used += groupPlaces - tags.empty().count();
+        for (auto damaged = tags.damaged(); damaged.any(); damaged.dropFirst()) {
+            const Record& record = segment.view.record(group * groupPlaces + damaged.first());
+            const RecordState state(record.state.load(std::memory_order_relaxed));
+            if (state.isFree(checksum_)) --segment.live;
+        }
     }
     count_ += segment.live;
 }

@@ -26,11 +26,17 @@ TableFile openOrCreate(const std::filesystem::path& directory) {
         return TableFile::open(path, TableFile::Access::write, TableFile::Size::growing);
     }
     // Under its own name only once it is whole.
-    TableFile file =
-        TableFile::create(directory / "table.new", firstPages, TableFile::Size::growing);
-    writeHeader(file);
-    file.pathIs(path);
-    return file;
+    const std::filesystem::path unfinished = directory / "table.new";
+    try {
+        TableFile file = TableFile::create(unfinished, firstPages, TableFile::Size::growing);
+        writeHeader(file);
+        file.pathIs(path);
+        return file;
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::remove(unfinished, ignored);
+        throw;
+    }
 }
 
 void makeDirectory(const std::filesystem::path& directory) {

@@ -1,0 +1,289 @@
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "Fixture.h"
+#include "Rix/CorruptionError.h"
+#include "Routing/Gmp/Tessel/Storage/Format.h"
+
+namespace Tessel::Test {
+
+namespace {
+
+namespace Storage = Routing::Gmp::Tessel::Storage;
+
+/// The bytes of a table's file, to be damaged, beside whatever else maps them.
+class Bytes {
+  public:
+    explicit Bytes(const std::filesystem::path& path) : size_(std::filesystem::file_size(path)) {
+        const int fd = open(path.c_str(), O_RDWR);
+        void* const memory = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+        close(fd);
+        if (memory == MAP_FAILED) throw std::runtime_error("cannot map the table");
+        bytes_ = static_cast<unsigned char*>(memory);
+        whole_.assign(bytes_, bytes_ + size_);
+    }
+    Bytes(const Bytes&) = delete;
+    Bytes& operator=(const Bytes&) = delete;
+    ~Bytes() { munmap(bytes_, size_); }
+
+    std::size_t size() const { return size_; }
+    void flip(std::size_t bit) const {
+        bytes_[bit / 8] = static_cast<unsigned char>(bytes_[bit / 8] ^ 1u << bit % 8);
+    }
+    void restore() const { std::copy(whole_.begin(), whole_.end(), bytes_); }
+    /// Whether an address lies at that place.
+    bool startsWith(std::size_t at, const Ondel::IpGenAddr::Bytes& address) const {
+        return std::equal(address.begin(), address.end(), bytes_ + at);
+    }
+    /// Whether a page holds anything but zeros.
+    bool isUsed(std::size_t page) const {
+        const auto first = whole_.begin() + static_cast<std::ptrdiff_t>(page * Storage::pageBytes);
+        return std::any_of(first, first + Storage::pageBytes, [](auto byte) { return byte != 0; });
+    }
+
+  private:
+    std::size_t size_;
+    unsigned char* bytes_;
+    std::vector<unsigned char> whole_;
+};
+
+class DamagedTable : public ::testing::Test {
+  protected:
+    static constexpr std::uint32_t few = 30;
+
+    /// Closed, with the memberships of numbers 0..count-1 in mode include.
+    void makeTable(std::uint32_t count) const {
+        const auto coll = StatusColl::open(directory.path());
+        const auto red = statusOf(*coll, vrf("red"));
+        for (std::uint32_t i = 0; i < count; ++i)
+            red->membershipIs(include(numberedKey(i)));
+        // A place that was used and is free again.
+        red->membershipIs(include(numberedKey(count)));
+        red->membershipDel(numberedKey(count));
+    }
+
+    /// What reading a table comes to that held the memberships 0..count-1.
+    struct Verdict {
+        bool isReported = false;
+        bool isComplete = false;  ///< everything is there
+        bool isWrong = false;     ///< something is there that never was
+    };
+    Verdict read(std::uint32_t count) const {
+        Verdict verdict;
+        try {
+            const TableReader reader(directory.path());
+            auto statuses = reader.statuses();
+            verdict.isReported = !statuses.damage.empty();
+            std::uint32_t walked = 0;
+            std::uint32_t found = 0;
+            for (StatusReader& status : statuses.readers) {
+                if (!(status.key() == vrf("red"))) verdict.isWrong = true;
+                readStatus(status, count, verdict, walked, found);
+            }
+            verdict.isComplete = walked == count && found == count;
+        } catch (const Rix::CorruptionError& error) {
+            verdict.isReported = std::string(error.what()).find(directory.table().string()) == 0;
+        }
+        return verdict;
+    }
+
+    const TempDirectory directory;
+
+  private:
+    static void readStatus(StatusReader& status, std::uint32_t count, Verdict& verdict,
+                           std::uint32_t& walked, std::uint32_t& found) {
+        for (const Membership& membership : status) {
+            const std::uint32_t number = numberOf(membership.key());
+            if (number >= count || membership != include(numberedKey(number))) {
+                verdict.isWrong = true;
+            }
+            ++walked;
+        }
+        verdict.isReported |= !status.damage().empty();
+        for (std::uint32_t i = 0; i <= count; ++i) {
+            const auto reading = status.membership(numberedKey(i));
+            verdict.isReported |= !reading.damage.empty();
+            if (!reading.isPresent) continue;
+            ++found;
+            if (i == count || reading.membership != include(numberedKey(i))) {
+                verdict.isWrong = true;
+            }
+        }
+    }
+};
+
+TEST_F(DamagedTable, ReportsEachFlippedBitOrIsNotHarmedByIt) {
+    makeTable(few);
+    const Bytes bytes(directory.table());
+    ASSERT_TRUE(read(few).isComplete);
+    ASSERT_FALSE(read(few).isReported);
+    std::size_t reported = 0;
+    for (std::size_t page = 0; page < bytes.size() / Storage::pageBytes; ++page) {
+        const std::size_t first = page * Storage::pageBytes * 8;
+        // Nothing refers to what was never written: a few bits stand for all of it.
+        const std::size_t step = bytes.isUsed(page) ? 1 : 4099;
+        for (std::size_t bit = first; bit < first + Storage::pageBytes * 8; bit += step) {
+            bytes.flip(bit);
+            const Verdict verdict = read(few);
+            bytes.flip(bit);
+            ASSERT_FALSE(verdict.isWrong) << "bit " << bit;
+            ASSERT_TRUE(verdict.isReported || verdict.isComplete) << "bit " << bit;
+            if (verdict.isReported) ++reported;
+        }
+    }
+    // The records alone have this many bits.
+    EXPECT_GT(reported, few * sizeof(Storage::Record) * 8);
+}
+
+TEST_F(DamagedTable, GoesOnBeingWrittenAfterAnyFlippedBit) {
+    makeTable(few);
+    const Bytes bytes(directory.table());
+    // A prime step meets every position within a byte and within a record.
+    for (std::size_t bit = 0; bit < bytes.size() * 8; bit += 61) {
+        if (!bytes.isUsed(bit / 8 / Storage::pageBytes)) continue;
+        bytes.restore();
+        bytes.flip(bit);
+        Lumo::Ptr<StatusColl> coll;
+        try {
+            coll = StatusColl::open(directory.path());
+        } catch (const Rix::CorruptionError&) {
+            continue;
+        }
+        const auto red = coll->gmpStatus(vrf("red"));
+        ASSERT_TRUE(red) << "bit " << bit;
+        for (std::uint32_t i = 0; i <= few; ++i)
+            red->membershipIs(include(numberedKey(i)));
+        ASSERT_EQ(red->memberships(), few + 1) << "bit " << bit;
+        ASSERT_EQ(sorted(*red).size(), few + 1) << "bit " << bit;
+        for (std::uint32_t i = 0; i <= few; ++i) {
+            ASSERT_EQ(red->membership(numberedKey(i)), include(numberedKey(i))) << "bit " << bit;
+        }
+    }
+}
+
+TEST_F(DamagedTable, NeverShowsAWrongMembershipAfterAHundredThousandRandomFlips) {
+    constexpr std::uint32_t count = 50000;
+    makeTable(count);
+    const Bytes bytes(directory.table());
+    Random random(1);
+    for (int round = 0; round < 50; ++round) {
+        bytes.restore();
+        for (int i = 0; i < 2000; ++i) {
+            bytes.flip(random.below(static_cast<std::uint32_t>(bytes.size() * 8)));
+        }
+        const Verdict verdict = read(count);
+        ASSERT_FALSE(verdict.isWrong) << "round " << round;
+        ASSERT_TRUE(verdict.isReported) << "round " << round;
+    }
+}
+
+TEST_F(DamagedTable, IsRefusedOrWholeWhereverItIsTruncated) {
+    makeTable(5000);
+    const std::uintmax_t size = std::filesystem::file_size(directory.table());
+    const Bytes bytes(directory.table());
+    for (std::uintmax_t pages = size / Storage::pageBytes; pages-- > 0;) {
+        std::filesystem::resize_file(directory.table(), pages * Storage::pageBytes + pages % 2);
+        const Verdict verdict = read(5000);
+        ASSERT_FALSE(verdict.isWrong) << pages;
+        ASSERT_TRUE(verdict.isReported || verdict.isComplete) << pages;
+        bool isRefused = false;
+        try {
+            EXPECT_EQ(StatusColl::open(directory.path())->gmpStatus(vrf("red"))->memberships(),
+                      5000u);
+        } catch (const Rix::CorruptionError& error) {
+            isRefused = std::string(error.what()).find(directory.table().string()) == 0;
+        }
+        ASSERT_TRUE(isRefused || verdict.isComplete) << pages;
+    }
+}
+
+/// A table that is damaged while its writer has it open.
+class DamageUnderTheWriter : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        for (std::uint32_t i = 0; i < 100; ++i)
+            red->membershipIs(include(numberedKey(i)));
+        coll->corruptionHandlerIs([&](std::string_view message) { reports.emplace_back(message); });
+    }
+    /// Flips a bit of every live record.
+    void damageRecords() const {
+        const Bytes bytes(directory.table());
+        for (std::uint32_t number = 0; number < 100; ++number) {
+            const auto source = numberedKey(number).source.bytes();
+            for (std::size_t at = 0; at + 16 <= bytes.size(); at += 16) {
+                if (at / Storage::pageBytes >= Storage::logPage &&
+                    at / Storage::pageBytes < Storage::logPage + Storage::logPages) {
+                    continue;
+                }
+                if (bytes.startsWith(at, source)) bytes.flip((at + 9) * 8);
+            }
+        }
+    }
+
+    const TempDirectory directory;
+    const Lumo::Ptr<StatusColl> coll = StatusColl::open(directory.path());
+    const Lumo::Ptr<Status> red = statusOf(*coll, vrf("red"));
+    std::vector<std::string> reports;
+};
+
+TEST_F(DamageUnderTheWriter, IsRaisedByALookupWithTheStatusAndTheSlot) {
+    damageRecords();
+    try {
+        static_cast<void>(red->membership(numberedKey(5)));
+        FAIL() << "damage not met";
+    } catch (const Rix::CorruptionError& error) {
+        const std::string message = error.what();
+        EXPECT_NE(message.find("'red.irb'"), std::string::npos) << message;
+        EXPECT_NE(message.find("slot"), std::string::npos) << message;
+        red->handleCorruption(message);
+        EXPECT_EQ(reports, std::vector<std::string>{message});
+    }
+}
+
+TEST_F(DamageUnderTheWriter, IsClearedAwayByWritingToTheKey) {
+    damageRecords();
+    red->membershipIs(exclude(numberedKey(5)));
+    EXPECT_EQ(red->membership(numberedKey(5)), exclude(numberedKey(5)));
+    EXPECT_FALSE(reports.empty());
+    for (std::uint32_t i = 0; i < 100; ++i)
+        red->membershipIs(include(numberedKey(i)));
+    EXPECT_EQ(red->memberships(), 100u);
+    EXPECT_EQ(sorted(*red).size(), 100u);
+}
+
+TEST_F(DamageUnderTheWriter, IsReportedByAWalkThatInventsNothingAndGoesOn) {
+    damageRecords();
+    EXPECT_TRUE(sorted(*red).empty());
+    EXPECT_EQ(reports.size(), 100u);
+    EXPECT_EQ(red->memberships(), 0u);
+    red->membershipIs(include(numberedKey(5)));
+    EXPECT_EQ(sorted(*red), std::vector<Membership>{include(numberedKey(5))});
+}
+
+TEST_F(DamageUnderTheWriter, MakesReadersWalkAgainOnceItIsClearedAway) {
+    TableReader reader(directory.path());
+    damageRecords();
+    static_cast<void>(sorted(*red));
+    EXPECT_TRUE(reader.changes().isWalkNeeded);
+}
+
+TEST_F(DamageUnderTheWriter, IsNotCarriedAlongWhenTheTableGrows) {
+    damageRecords();
+    for (std::uint32_t i = 100; i < 2000; ++i)
+        red->membershipIs(include(numberedKey(i)));
+    EXPECT_EQ(reports.size(), 100u);
+    EXPECT_EQ(red->memberships(), 1900u);
+    EXPECT_EQ(sorted(*red).size(), 1900u);
+    EXPECT_EQ(TableReader(directory.path()).faults(), std::vector<std::string>());
+}
+
+TEST_F(DamageUnderTheWriter, IsFoundByACheckOfTheTable) {
+    EXPECT_EQ(TableReader(directory.path()).faults(), std::vector<std::string>());
+    damageRecords();
+    EXPECT_EQ(TableReader(directory.path()).faults().size(), 100u);
+}
+
+}  // namespace
+
+}  // namespace Tessel::Test

@@ -1,0 +1,214 @@
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <functional>
+#include <system_error>
+#include <thread>
+
+#include "Fixture.h"
+#include "Process.h"
+
+namespace Tessel::Test {
+
+namespace {
+
+/// A file system of its own, of a size of its own.
+class SmallFileSystem {
+  public:
+    SmallFileSystem(const std::filesystem::path& path, const std::string& size) : path_(path) {
+        std::filesystem::create_directories(path_);
+        mounted_ = mount("tmpfs", path_.c_str(), "tmpfs", 0, ("size=" + size).c_str()) == 0;
+    }
+    SmallFileSystem(const SmallFileSystem&) = delete;
+    SmallFileSystem& operator=(const SmallFileSystem&) = delete;
+    ~SmallFileSystem() {
+        if (mounted_) umount2(path_.c_str(), MNT_DETACH);
+    }
+    bool isMounted() const { return mounted_; }
+
+  private:
+    std::filesystem::path path_;
+    bool mounted_ = false;
+};
+
+/// The message of the system error that `action` raises; empty if it raises none.
+std::string errorOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const std::system_error& error) {
+        return error.what();
+    }
+    return {};
+}
+
+/// Inserts until the table says that it cannot, and checks that nothing is lost by that.
+void fillUntilRefused(const std::filesystem::path& directory) {
+    const auto coll = StatusColl::open(directory);
+    const auto red = statusOf(*coll, vrf("red"));
+    std::uint32_t count = 0;
+    const std::string message = errorOf([&] {
+        for (; count < 200000; ++count)
+            red->membershipIs(include(numberedKey(count)));
+    });
+    ASSERT_NE(message.find((directory / "table").string()), std::string::npos) << message;
+    ASSERT_EQ(red->memberships(), count);
+    ASSERT_EQ(sorted(*red).size(), count);
+    ASSERT_FALSE(red->membership(numberedKey(count)).key() == numberedKey(count));
+    // Overwriting and deleting need no memory, and what they free can be used.
+    red->membershipIs(exclude(numberedKey(0)));
+    red->membershipDel(numberedKey(1));
+    ASSERT_EQ(red->membership(numberedKey(0)), exclude(numberedKey(0)));
+    red->membershipIs(include(numberedKey(1)));
+    ASSERT_EQ(red->memberships(), count);
+    ASSERT_EQ(TableReader(directory).faults(), std::vector<std::string>());
+}
+
+class TableLimits : public ::testing::Test {
+  protected:
+    const TempDirectory directory;
+};
+
+TEST_F(TableLimits, AreToldWhenTheFileSystemIsFullAndNothingIsLost) {
+    const auto path = directory.path() / "small";
+    const SmallFileSystem small(path, "3m");
+    if (!small.isMounted()) GTEST_SKIP() << "only root may mount a small file system";
+    fillUntilRefused(path);
+    EXPECT_GT(StatusColl::open(path)->gmpStatus(vrf("red"))->memberships(), 10000u);
+}
+
+TEST_F(TableLimits, AreToldWhenThereIsNoRoomForATableAtAllAndNoneIsLeftBehind) {
+    const auto path = directory.path() / "tiny";
+    const SmallFileSystem tiny(path, "256k");
+    if (!tiny.isMounted()) GTEST_SKIP() << "only root may mount a small file system";
+    const std::string message = errorOf([&] { StatusColl::open(path); });
+    EXPECT_NE(message.find(path.string()), std::string::npos) << message;
+    EXPECT_FALSE(std::filesystem::exists(path / "table"));
+    EXPECT_FALSE(std::filesystem::exists(path / "table.new"));
+}
+
+TEST_F(TableLimits, AreToldWhenAStatusFindsNoMemoryAndTheOthersStay) {
+    const auto path = directory.path() / "small";
+    const SmallFileSystem small(path, "768k");
+    if (!small.isMounted()) GTEST_SKIP() << "only root may mount a small file system";
+    const auto coll = StatusColl::open(path);
+    std::size_t count = 0;
+    const std::string message = errorOf([&] {
+        for (; count < 10000; ++count) {
+            statusOf(*coll, vrf("v" + std::to_string(count)))
+                ->membershipIs(include(numberedKey(1)));
+        }
+    });
+    EXPECT_NE(message.find((path / "table").string()), std::string::npos) << message;
+    EXPECT_EQ(coll->gmpStatuses(), count);
+    coll->gmpStatusDel(vrf("v0"));
+    EXPECT_EQ(statusOf(*coll, vrf("again"))->memberships(), 0u);
+}
+
+TEST_F(TableLimits, AreToldWhenTheProcessMayNotWriteLongerFiles) {
+    Process limited([&] {
+        const struct rlimit limit = {2 << 20, 2 << 20};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        fillUntilRefused(directory.path());
+        if (::testing::Test::HasFailure()) throw std::runtime_error("see above");
+    });
+    EXPECT_TRUE(limited.endedWell());
+}
+
+TEST_F(TableLimits, AreToldWhenThereAreNoMoreFileDescriptors) {
+    StatusColl::open(directory.path());
+    Process limited([&] {
+        const struct rlimit none = {3, 3};
+        setrlimit(RLIMIT_NOFILE, &none);
+        const std::string asWriter = errorOf([&] { StatusColl::open(directory.path()); });
+        const std::string asReader = errorOf([&] { TableReader reader(directory.path()); });
+        if (asWriter.find(directory.path().string()) == std::string::npos ||
+            asReader.find(directory.table().string()) == std::string::npos) {
+            throw std::runtime_error("not told");
+        }
+    });
+    EXPECT_TRUE(limited.endedWell());
+    EXPECT_TRUE(StatusColl::open(directory.path()));
+}
+
+TEST_F(TableLimits, AreToldWhenTheProcessHasNoAddressSpace) {
+    StatusColl::open(directory.path());
+    Process limited([&] {
+        const struct rlimit little = {512 << 20, 512 << 20};
+        setrlimit(RLIMIT_AS, &little);
+        const auto coll = StatusColl::open(directory.path());
+        statusOf(*coll, vrf("red"))->membershipIs(include(numberedKey(1)));
+    });
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer needs more address space than the limit";
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+    GTEST_SKIP() << "a sanitizer needs more address space than the limit";
+#endif
+#endif
+    EXPECT_TRUE(limited.endedWell());
+}
+
+TEST_F(TableLimits, AreToldWhenPermissionIsMissing) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+    StatusColl::open(directory.path());
+    Process nobody([&] {
+        if (setuid(65534) != 0) throw std::runtime_error("cannot become nobody");
+        const std::string asWriter = errorOf([&] { StatusColl::open(directory.path()); });
+        const std::string asReader = errorOf([&] { TableReader reader(directory.path()); });
+        if (asWriter.find(directory.path().string()) == std::string::npos ||
+            asReader.find(directory.table().string()) == std::string::npos) {
+            throw std::runtime_error("not told");
+        }
+    });
+    EXPECT_TRUE(nobody.endedWell());
+}
+
+TEST_F(TableLimits, AreToldWhenTheDirectoryVanishesAndTheTableStaysAsItWas) {
+    const auto coll = StatusColl::open(directory.path());
+    const auto red = statusOf(*coll, vrf("red"));
+    red->membershipIs(include(numberedKey(0)));
+    std::filesystem::remove_all(directory.path());
+    std::uint32_t count = 1;
+    const std::string message = errorOf([&] {
+        for (; count < 200000; ++count)
+            red->membershipIs(include(numberedKey(count)));
+    });
+    EXPECT_NE(message.find(directory.table().string()), std::string::npos) << message;
+    EXPECT_EQ(red->memberships(), count);
+    EXPECT_EQ(sorted(*red).size(), count);
+}
+
+TEST_F(TableLimits, AreToldWhenThePlaceForTheDirectoryIsAFile) {
+    StatusColl::open(directory.path());
+    const auto below = directory.table() / "below";
+    const std::string message = errorOf([&] { StatusColl::open(below); });
+    EXPECT_NE(message.find(below.string()), std::string::npos) << message;
+}
+
+TEST(TwoWriters, InTwoProcessesAreOneTooManyUntilTheFirstIsDead) {
+    const TempDirectory directory;
+    const Shared<std::atomic<bool>> isOpen;
+    const Shared<std::atomic<pid_t>> child;
+    Process first([&] {
+        const auto coll = StatusColl::open(directory.path());
+        // A child that inherits everything and outlives its parent holds nobody up.
+        const pid_t inheritor = fork();
+        if (inheritor == 0) pause();
+        child->store(inheritor);
+        isOpen->store(true);
+        pause();
+    });
+    while (!*isOpen)
+        std::this_thread::yield();
+    EXPECT_NE(errorOf([&] { StatusColl::open(directory.path()); }).find("another writer"),
+              std::string::npos);
+    first.kill();
+    EXPECT_TRUE(StatusColl::open(directory.path()));
+    kill(*child, SIGKILL);
+}
+
+}  // namespace
+
+}  // namespace Tessel::Test

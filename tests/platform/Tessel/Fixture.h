@@ -94,7 +94,8 @@ inline RouteIntfKey numberedKey(std::uint32_t number) {
 /// The number that the key would have in the series.
 inline std::uint32_t numberOf(const RouteIntfKey& key) {
     const auto& source = key.source.bytes();
-    return source[1] | source[2] << 8u | source[3] << 16u;
+    return std::uint32_t{source[1]} | std::uint32_t{source[2]} << 8 |
+           std::uint32_t{source[3]} << 16;
 }
 
 inline Membership include(const RouteIntfKey& key) {

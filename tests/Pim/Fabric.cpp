@@ -6,6 +6,7 @@
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
 #include "MembershipJoinStatusSm/SmTrace.h"
 #include "Toggle/FeatureToggle.h"
+#include "Trace/RingReader.h"
 #include "Trace/TextSink.h"
 
 namespace Irb::Multicast::Ingress {
@@ -80,18 +81,10 @@ void Fabric::toggles(bool oismMplsTunnel, bool oismGateway) {
 }
 
 void Fabric::start() {
+    stop();
     machine = MembershipJoinStatusSm::MembershipJoinStatusSmIs(
         domain, membershipJoinStatus, pegDrStatus, l3IntfStatusDir, enabledStatus, pimStatusColl,
         gmpStatusLocalColl, gmpProxyStatus, app);
-}
-
-std::string Fabric::startError() {
-    try {
-        start();
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-    return "";
 }
 
 Lumo::Ptr<MembershipJoinStatusSm::RixVlanMembership> Fabric::vlan(unsigned number) {
@@ -254,6 +247,26 @@ Fabric::Texts Fabric::trace(unsigned level) const {
 
 bool Fabric::traced(const std::string& line) const {
     return std::find(trace_.begin(), trace_.end(), line) != trace_.end();
+}
+
+void Fabric::forget() {
+    trace_.clear();
+    forgottenRecords_ = Trace::RingReader::ofProcess().written();
+}
+
+Fabric::Texts Fabric::blocks() const {
+    const auto ring = Trace::RingReader::ofProcess();
+    Texts signatures;
+    for (std::size_t place = 0; place < ring.size(); ++place) {
+        const Trace::RingRecord record = ring.record(place);
+        if (record.number <= forgottenRecords_ || record.handle != smTrace().name()) continue;
+        if (record.type == Trace::RecordType::blockBegin) {
+            signatures.push_back("BEGIN " + record.function);
+        } else if (record.type == Trace::RecordType::blockEnd) {
+            signatures.push_back("END " + record.function);
+        }
+    }
+    return signatures;
 }
 
 }  // namespace Irb::Multicast::Ingress

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <exception>
 #include <map>
 #include <string>
 #include <vector>
@@ -36,10 +38,13 @@ class Fabric : public testing::Test {
     /// @}
 
     /// @name The machine. @{
+    /// Stops the machine that there is, and starts another.
     void start();
     void stop() { machine = nullptr; }
     /// Starts the machine, and gives what the constructor raised.
-    std::string startError();
+    std::string startError() {
+        return errorOf([this] { start(); });
+    }
     /// The tracker of a VLAN; there must be one.
     Lumo::Ptr<RixVlanMembership> vlan(unsigned number);
     /// @}
@@ -92,11 +97,28 @@ class Fabric : public testing::Test {
     /// The texts of one level alone.
     Texts trace(unsigned level) const;
     bool traced(const std::string& line) const;
-    void forget() { trace_.clear(); }
+    /// The timed blocks in the ring, since the last call of forget: "BEGIN SIGNATURE" and
+    /// "END SIGNATURE", in order.
+    Texts blocks() const;
+    void forget();
     /// @}
+
+    /// What a step raised, or nothing.
+    template <class Step>
+    static std::string errorOf(const Step& step) {
+        try {
+            step();
+        } catch (const std::exception& error) {
+            return error.what();
+        }
+        return "";
+    }
 
     /// The corruption reports that reached a handler of an input or of the table.
     Texts corruptions() const { return corruptions_.messages; }
+
+    /// That nobody refers or listens to the inputs. Checked at a test's end, too.
+    void expectInputsUnreferenced() const;
 
     static IpGenAddr address(const char* text);
     static VrfName vrf(const char* name) { return VrfName(name); }
@@ -125,10 +147,10 @@ class Fabric : public testing::Test {
         void onCorruption(std::string_view message) override { messages.emplace_back(message); }
     };
 
-    void expectInputsUnreferenced() const;
-
     Corruptions corruptions_;
     Texts trace_;
+    /// How many records the ring had been given at the last call of forget.
+    std::uint64_t forgottenRecords_ = 0;
 };
 
 }  // namespace Irb::Multicast::Ingress

@@ -8,12 +8,14 @@
 namespace Lumo::Module {
 
 void load(const std::filesystem::path& file) {
-    void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    // A bare name would be looked for where the system keeps its libraries.
+    const std::filesystem::path path = std::filesystem::absolute(file);
+    void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library) throw std::runtime_error(dlerror());
     const auto types = reinterpret_cast<void (*)()>(dlsym(library, "lumoModuleTypes"));
     if (!types) {
         dlclose(library);
-        throw std::runtime_error(file.string() + ": no module: it lacks lumoModuleTypes");
+        throw std::runtime_error(path.string() + ": no module: it lacks lumoModuleTypes");
     }
     types();
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <utility>
 
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
 #include "MembershipJoinStatusSm/SmTrace.h"
@@ -254,12 +255,31 @@ void Fabric::forget() {
     forgottenRecords_ = Trace::RingReader::ofProcess().written();
 }
 
-Fabric::Texts Fabric::blocks() const {
+std::vector<Trace::RingRecord> Fabric::ringRecords() const {
     const auto ring = Trace::RingReader::ofProcess();
-    Texts signatures;
+    std::vector<Trace::RingRecord> records;
     for (std::size_t place = 0; place < ring.size(); ++place) {
-        const Trace::RingRecord record = ring.record(place);
-        if (record.number <= forgottenRecords_ || record.handle != smTrace().name()) continue;
+        Trace::RingRecord record = ring.record(place);
+        if (record.number > forgottenRecords_ && record.handle == smTrace().name()) {
+            records.push_back(std::move(record));
+        }
+    }
+    return records;
+}
+
+Fabric::Texts Fabric::ringMessages() const {
+    Texts lines;
+    for (const Trace::RingRecord& record : ringRecords()) {
+        if (record.type != Trace::RecordType::message) continue;
+        lines.push_back(std::to_string(record.level) + " " + record.function + " | " +
+                        record.text());
+    }
+    return lines;
+}
+
+Fabric::Texts Fabric::blocks() const {
+    Texts signatures;
+    for (const Trace::RingRecord& record : ringRecords()) {
         if (record.type == Trace::RecordType::blockBegin) {
             signatures.push_back("BEGIN " + record.function);
         } else if (record.type == Trace::RecordType::blockEnd) {

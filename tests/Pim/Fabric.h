@@ -13,6 +13,7 @@
 
 #include "MembershipJoinStatusSm.h"
 #include "Rix/CorruptionHandler.h"
+#include "Trace/RingRecord.h"
 
 namespace Irb::Multicast::Ingress {
 
@@ -100,6 +101,8 @@ class Fabric : public testing::Test {
     /// The timed blocks in the ring, since the last call of forget: "BEGIN SIGNATURE" and
     /// "END SIGNATURE", in order.
     Texts blocks() const;
+    /// The messages in the ring, since the last call of forget, as trace() has them.
+    Texts ringMessages() const;
     void forget();
     /// @}
 
@@ -146,6 +149,8 @@ class Fabric : public testing::Test {
         Texts messages;
         void onCorruption(std::string_view message) override { messages.emplace_back(message); }
     };
+
+    std::vector<Trace::RingRecord> ringRecords() const;
 
     Corruptions corruptions_;
     Texts trace_;

@@ -85,6 +85,37 @@ Universe Universe::small() {
     return all;
 }
 
+Universe Universe::fabric() {
+    Universe all = small();
+    all.vlans = {10, 20, 30, 40, 50, 60, 100, 200};
+    all.vrfs = {"red", "blue", "green", "grey"};
+    for (unsigned i = 0; i < 14; ++i) {
+        const std::string number = std::to_string(i);
+        all.groups.push_back(events::addr(("239.2.0." + number).c_str()));
+        all.groups.push_back(events::addr(("ff3e::2:" + number).c_str()));
+        if (i < 4) all.sources.push_back(events::addr(("10.0.1." + number).c_str()));
+        if (i < 6) all.receivers.emplace_back("swp" + std::to_string(10 + i));
+    }
+    all.intfs.clear();
+    for (const std::uint32_t vlan : all.vlans)
+        all.intfs.emplace_back("vlan" + std::to_string(vlan));
+    return all;
+}
+
+Mix Mix::everyday() {
+    Mix mix;
+    joins(mix);
+    fabric(mix);
+    set(mix, {{Op::join, 400},
+              {Op::leave, 400},
+              {Op::vlanDel, 1},
+              {Op::start, 40},
+              {Op::stop, 1},
+              {Op::abandon, 1}});
+    mix.oddPercent = 1;
+    return mix;
+}
+
 Mix Mix::drawn(Random& random) {
     Mix mix;
     const std::size_t kind = random.below(4);

@@ -27,6 +27,8 @@ struct Universe {
 
     /// VLANs 1, 10, 20 and 4094, two VRFs and none, both families, any source among the sources.
     static Universe small();
+    /// Eight VLANs in four VRFs, thirty groups, a dozen sources: a fabric that can live for long.
+    static Universe fabric();
 };
 
 /// How often each op comes, in shares of their sum, and how odd the values are.
@@ -37,6 +39,8 @@ struct Mix {
 
     /// One of several mixes: mostly joins, mostly the fabric, much of life and old tables, all.
     static Mix drawn(Random& random);
+    /// A fabric's days: hosts that come and go, now and then a port, a role, a VRF, a restart.
+    static Mix everyday();
 };
 
 /// Draws events that the model accepts. Refers to its universe; one thread.

@@ -262,7 +262,7 @@ void Model::changeFabric(const Event& event) {
         changePegDr(event);
         return;
     }
-    requireVrfName(event.vrf);
+    if (event.op != Op::l3Del) requireVrfName(event.vrf);
     if (event.op <= Op::l3Del) {
         changeIntf(event);
     } else {

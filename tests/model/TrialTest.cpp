@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "model/Events.h"
+#include "model/Exploration.h"
 #include "model/Generator.h"
+#include "model/TinyUniverses.h"
 #include "model/Trial.h"
 
 namespace model {
@@ -122,6 +124,28 @@ TEST(Trial, ARecordingBeginsWithTheTogglesAndEndsWithWhatTheTableMustHold) {
               "{\"op\":\"toggle\",\"name\":\"OismMplsTunnel\",\"on\":false}\n"
               "{\"op\":\"start\",\"domain\":1,\"app\":1,\"name\":\"default\"}\n"
               "{\"op\":\"expect\",\"table\":[]}\n");
+}
+
+TEST(Exploration, WalksEveryTransitionOfEveryStateThatItFinds) {
+    Exploration exploration(livesOfAMachine(), {});
+    while (exploration.depth() < 3)
+        ASSERT_TRUE(exploration.deepen());
+    EXPECT_GT(exploration.states(), 200u);
+    const auto found = exploration.walk(faulty({}));
+    ASSERT_FALSE(found) << recording(*found, {}) << found->what;
+    EXPECT_GE(exploration.walkedEvents(), exploration.transitions());
+}
+
+TEST(Exploration, FindsAFaultThatNeedsThreeEventsInOneOrder) {
+    Exploration exploration(livesOfAMachine(), {});
+    const auto fault = faulty([](const Event& event, Model& model, Observation& seen) {
+        if (event.op == Op::stop && !model.table().empty()) seen.error = "x";
+    });
+    while (exploration.depth() < 4)
+        ASSERT_TRUE(exploration.deepen());
+    const auto found = exploration.walk(fault);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->events.back().op, Op::stop);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t eventsInCi = 250'000;
-constexpr std::size_t transitionsInCi = 60'000;
+constexpr std::size_t transitionsInCi = 20'000;
 
 std::optional<Clock::time_point> longDeadline() {
     const auto seconds = environmentNumber("IRBMC_LONG_SECONDS");

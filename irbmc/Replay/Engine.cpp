@@ -89,7 +89,7 @@ void Engine::needMachine(std::string_view op) const {
     }
 }
 
-void Engine::perform(const Toggle& event) {
+void Engine::perform(const Toggle& event) const {
     if (!::Toggle::isKnown(event.name)) {
         throw FormatError("no toggle " + jsonString(event.name));
     }

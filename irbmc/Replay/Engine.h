@@ -37,7 +37,7 @@ class Engine : private Rix::CorruptionHandler {
     explicit Engine(const Options& options);
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
-    ~Engine();
+    ~Engine() override;
 
     /// Applies an event and tells what it led to. What the system refuses is in the outcome.
     /// @throws FormatError if the event cannot stand where it does; nothing is changed then
@@ -50,7 +50,7 @@ class Engine : private Rix::CorruptionHandler {
     void onCorruption(std::string_view message) override;
     void onTrace(const Trace::TextRecord& record);
 
-    void perform(const Toggle& event);
+    void perform(const Toggle& event) const;
     void perform(const Start& event);
     void perform(const Stop& event);
     void perform(const Abandon& event);
@@ -63,9 +63,8 @@ class Engine : private Rix::CorruptionHandler {
     void perform(const Expect& event);
     /// Every other event changes an input and nothing else.
     template <class InputEvent>
-    void perform(const InputEvent& event) {
-        inputs_.apply(event);
-    }
+    requires requires(Inputs& inputs, const InputEvent& event) { inputs.apply(event); }
+    void perform(const InputEvent& event) { inputs_.apply(event); }
 
     /// What `abandon` does to a machine that runs.
     void abandon();

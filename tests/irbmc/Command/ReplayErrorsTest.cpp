@@ -2,9 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -277,17 +274,6 @@ TEST(UnreadableRecording, IsNamedWithTheReason) {
     EXPECT_EQ(folder.err, "/: cannot be read: Is a directory\n");
     EXPECT_EQ(folder.status, 2);
     EXPECT_EQ(folder.out, emptyFinal + "0,\"expectations\":0,\"unmet\":0}\n");
-}
-
-TEST(Output, ThatCannotBeWrittenEndsWithStatusTwoAndAMessage) {
-    const std::string full = "exec '" IRBMC_BINARY "' replay - </dev/null >/dev/full";
-    const TemporaryFolder folder;
-    const std::string script = full + " 2>'" + (folder.path() / "err").string() + "'";
-    const int status = std::system(script.c_str());
-    EXPECT_EQ(WEXITSTATUS(status), 2);
-    std::ifstream error(folder.path() / "err");
-    const std::string text((std::istreambuf_iterator<char>(error)), {});
-    EXPECT_EQ(text, "irbmc: cannot write the output: No space left on device\n");
 }
 
 }  // namespace

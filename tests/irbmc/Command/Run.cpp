@@ -124,6 +124,15 @@ void RunningIrbmc::kill() {
     process_ = -1;
 }
 
+long RunningIrbmc::residentKb() const {
+    std::ifstream status("/proc/" + std::to_string(process_) + "/status");
+    const std::string key = "VmRSS:";
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(key)) return std::stol(line.substr(key.size()));
+    }
+    return -1;
+}
+
 void RunningIrbmc::write(std::string_view text) const {
     EXPECT_EQ(::write(input_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
 }

@@ -43,6 +43,8 @@ class RunningIrbmc {
     void write(std::string_view text) const;
     /// The next line of its output, without the newline; waits for it.
     std::string readLine();
+    /// The memory that it has in use.
+    long residentKb() const;
     /// Ends it with a signal, at once.
     void kill();
 

@@ -172,9 +172,10 @@ void Inputs::apply(const L3Set& event) {
 }
 
 void Inputs::apply(const L3Vrf& event) {
+    const VrfName vrf(event.vrf);
     const auto status = l3IntfStatusDir->intfStatus(event.intf);
     if (!status) throw FormatError("no L3 status of interface " + event.intf.shortName());
-    status->vrfIs(VrfName(event.vrf));
+    status->vrfIs(vrf);
 }
 
 void Inputs::apply(const L3Del& event) {
@@ -230,7 +231,9 @@ void Inputs::apply(const SbdToVrfSet& event) {
     if (event.maps == SbdMaps::vxlan) {
         enabledStatus->sbdVlanToVrfIs(event.vlan, VrfName(event.vrf));
     } else {
-        gmpProxyStatus->sbdVlanToVrfIs(VlanId(event.vlan), VrfName(event.vrf));
+        // Not in the call: which of two wrong values is refused must not be the compiler's choice.
+        const VlanId vlan(event.vlan);
+        gmpProxyStatus->sbdVlanToVrfIs(vlan, VrfName(event.vrf));
     }
 }
 
@@ -249,10 +252,14 @@ void Inputs::apply(const SbdReplace& event) {
         enabledStatus = maps;
     } else {
         auto maps = make<Irb::Multicast::GmpProxyStatus>();
-        for (const auto& [vrf, vlan] : event.vrfToSbd)
-            maps->vrfToSbdVlanIs(VrfName(vrf), VlanId(vlan));
-        for (const auto& [vlan, vrf] : event.sbdToVrf)
-            maps->sbdVlanToVrfIs(VlanId(vlan), VrfName(vrf));
+        for (const auto& [vrf, vlan] : event.vrfToSbd) {
+            const VrfName name(vrf);
+            maps->vrfToSbdVlanIs(name, VlanId(vlan));
+        }
+        for (const auto& [vlan, vrf] : event.sbdToVrf) {
+            const VlanId number(vlan);
+            maps->sbdVlanToVrfIs(number, VrfName(vrf));
+        }
         gmpProxyStatus = maps;
     }
 }

@@ -158,6 +158,20 @@ TEST(RefusedEvent, IsAVrfNameOver100Bytes) {
               range);
 }
 
+TEST(RefusedEvent, SaysWhatIsWrongWithTheFirstOfTwoWrongValues) {
+    const std::string vrf = std::string(101, 'v');
+    const std::string vlanRange = "Bridging::VlanId::value < 1 or > 4094 not allowed";
+    const std::string vrfRange = "Rix::String::bytes > maxLength() not allowed";
+    const std::string fields = R"("vlan":5000,"vrf":")" + vrf + "\"}";
+    EXPECT_EQ(refusalOf(R"({"op":"mpls.vrf.set",)" + fields), vrfRange);
+    EXPECT_EQ(refusalOf(R"({"op":"mpls.sbd.set",)" + fields), vlanRange);
+    EXPECT_EQ(refusalOf(R"({"op":"mpls.replace","vrfToSbd":{")" + vrf + R"(":5000}})"), vrfRange);
+    EXPECT_EQ(refusalOf(R"({"op":"mpls.replace","sbdToVrf":{"5000":")" + vrf + R"("}})"),
+              vlanRange);
+    EXPECT_EQ(refusalOf(R"({"op":"l3.vrf","intf":"vlan10","vrf":")" + vrf + "\"}"), vrfRange);
+    EXPECT_EQ(refusalOf(R"({"op":"pim.intf.del","intf":"vlan10","vrf":")" + vrf + "\"}"), vrfRange);
+}
+
 TEST(RefusedEvent, IsAStartThatFailsAndTheNextMaySucceed) {
     const std::string failing = R"({"op":"vxlan.vrf.set","vrf":"red","vlan":5000})"
                                 "\n" +

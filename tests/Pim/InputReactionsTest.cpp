@@ -1,4 +1,5 @@
 // How changes of the inputs reach the machine's handlers, and the replacement of an input.
+#include "Lumo/publish.h"
 #include "MembershipJoinStatusSm/L3IntfStatus.h"
 #include "MembershipJoinStatusSm/PimVrfStatus.h"
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
@@ -125,6 +126,22 @@ TEST_F(InputReactions, OnceReapedAPimStatusStillGetsItsTrackerButNoHandler) {
     EXPECT_TRUE(machine->pimVrfStatus(vrf("red")));
     delPim("red");
     EXPECT_FALSE(machine->pimVrfStatus(vrf("red")));
+    EXPECT_THAT(trace(), IsEmpty());
+    EXPECT_THAT(blocks(), IsEmpty());
+}
+
+TEST_F(InputReactions, AChangeOfAnyOtherAttributeIsIgnored) {
+    bind("vlan0", "red");
+    sbd("red", 100);
+    start();
+    forget();
+    constexpr Lumo::FieldId other{42};
+    Lumo::publish(*membershipJoinStatus, other, VlanId(10));
+    Lumo::publish(*pegDrStatus, other, VlanId(100));
+    Lumo::publish(*l3IntfStatusDir, other, IntfId("vlan0"));
+    Lumo::publish(*pimStatusColl, other, vrf("red"));
+    Lumo::publish(*enabledStatus, other, vrf("red"));
+    Lumo::publish(*gmpProxyStatus, other, vrf("red"));
     EXPECT_THAT(trace(), IsEmpty());
     EXPECT_THAT(blocks(), IsEmpty());
 }

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Lumo/Publisher.h"
@@ -15,12 +16,17 @@ namespace Irb::Multicast::Ingress {
 /// before the machine.
 class RootObserver final : Lumo::Subscriber {
   public:
-    explicit RootObserver(const MembershipJoinStatusSm& root) : publisher_(*root.publisher()) {
-        publisher_.subscriberIs(*this);
+    explicit RootObserver(const MembershipJoinStatusSm& root) : publisher_(root.publisher()) {
+        publisher_->subscriberIs(*this);
     }
-    ~RootObserver() override { publisher_.subscriberDel(*this); }
+    ~RootObserver() override { stop(); }
     RootObserver(const RootObserver&) = delete;
     RootObserver& operator=(const RootObserver&) = delete;
+
+    /// Listens no more.
+    void stop() {
+        if (publisher_) std::exchange(publisher_, nullptr)->subscriberDel(*this);
+    }
 
     const std::vector<std::string>& heard() const { return heard_; }
 
@@ -51,7 +57,7 @@ class RootObserver final : Lumo::Subscriber {
         return "an attribute that is not published";
     }
 
-    Lumo::Publisher& publisher_;
+    Lumo::Publisher* publisher_;
     std::vector<std::string> heard_;
 };
 

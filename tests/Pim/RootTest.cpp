@@ -126,6 +126,19 @@ TEST_F(Root, WhatItsEndLeavesIsReconciledByTheNextStart) {
     EXPECT_THAT(table(), IsEmpty());
 }
 
+TEST_F(Root, WhatAnSbdVlanWithoutDrAndPimLeavesIsReconciledByTheNextStart) {
+    bind("vlan100", "red");
+    sbd("red", 100);
+    join(100, "239.1.1.1", "10.0.0.1", "swp1");
+    start();
+    EXPECT_THAT(table(), ElementsAre(host100));
+    delSource(100, "239.1.1.1", "10.0.0.1");
+    stop();
+    EXPECT_THAT(table(), ElementsAre(host100));
+    start();
+    EXPECT_THAT(table(), IsEmpty());
+}
+
 TEST_F(Root, ItsEndLeavesTheStatusesOfOtherApplicationsAlone) {
     redWithTwoJoins();
     stale("red", "vlan10", "10.0.0.1", "239.1.1.1", Mode::include, App::staticJoin);
@@ -378,14 +391,35 @@ TEST_F(Root, AnObserverThatFailedOnceDoesNoLastingHarm) {
 TEST_F(Root, AnObserverMayDropTheLastReferenceInTheMidstOfAReaction) {
     redWithTwoJoins();
     start();
-    {
-        const Lumo::Ptr<MembershipJoinStatusSm> kept = machine;
-        RootObserver observer(*machine);
-        observer.then = [&] { machine = nullptr; };
-        delVlan(10);
-        EXPECT_THAT(observer.heard(), ElementsAre("rixVlanMembership 10"));
-    }
+    forget();
+    RootObserver observer(*machine);
+    observer.then = [&] {
+        observer.stop();
+        machine = nullptr;
+    };
+    pim("red", {"swp1"});
+    EXPECT_THAT(trace(9), ElementsAre("handlePimTransitIntf( red, swp1 )",
+                                      "handlePimTransitIntf, Not a VLAN swp1"));
+    EXPECT_EQ(MembershipJoinStatusSm::type().allocations().live, 0u);
     EXPECT_THAT(table(), IsEmpty());
+}
+
+TEST_F(Root, TrackersThatOutliveItDoNothing) {
+    redWithTwoJoins();
+    pim("red", {});
+    start();
+    const auto interfaces = machine->l3IntfStatus(IntfId("vlan10"));
+    const auto pims = machine->pimVrfStatus(vrf("red"));
+    const auto vlans = vlan(10);
+    stop();
+    forget();
+    interfaces->rixDoZombieReactors(false);
+    pims->rixDoZombieReactors(false);
+    rebind("vlan10", "blue");
+    pimIntf("red", "vlan10");
+    join(10, "239.1.1.2", "10.0.0.1", "swp1");
+    EXPECT_THAT(trace(), IsEmpty());
+    EXPECT_FALSE(vlans->parent());
 }
 
 TEST_F(Root, AnSbdVlanThatCannotBeOneFailsTheStartAndLeavesNothing) {

@@ -88,6 +88,7 @@ TEST_F(L3IntfStatus, AMoveFromNoVrfSkipsTheWithdrawal) {
     EXPECT_THAT(trace(3), ElementsAre("L3 intf change vlan10",
                                       "Update VLAN: 10, isSbdVlan: false, isDrForSbdVlan: false, "
                                       "deleteVlan: false, isPimEnabled: false"));
+    EXPECT_THAT(trace(9), IsEmpty());
     EXPECT_TRUE(traced("8 handleL3IntfStatus | handleL3IntfStatus(), Set vrfName red for 10"));
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) include"));
 }

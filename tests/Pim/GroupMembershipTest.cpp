@@ -244,11 +244,14 @@ TEST_F(GroupMembership, ARecordOfAnotherTypeCountsAsNone) {
     EXPECT_THAT(sources(), ElementsAre(S1));
 }
 
-TEST_F(GroupMembership, TheRecordThatItFollowsAgainDoesNothing) {
+TEST_F(GroupMembership, PointedAtItsOwnRecordItDoesNotLookAtItsSourcesAgain) {
     start();
     include(S1);
+    group()->hasNotificationActiveIs(false);
+    delSource(10, G, S1);
     forget();
     group()->notifierIs(groupJoin(10, G));
+    EXPECT_THAT(sources(), ElementsAre(S1));
     EXPECT_THAT(trace(), IsEmpty());
 }
 
@@ -367,13 +370,14 @@ TEST_F(GroupMembership, OnAVlanWithoutAVrfDeletingAGroupWritesNothing) {
     unbind("vlan10");
     start();
     stale("red", "vlan10", S1, G);
+    stale("red", "vlan10", any, G);
     include(S1);
     forget();
     delGroup(10, G);
     EXPECT_TRUE(traced("5 handleGroupDel | Delete group: 239.1.1.1, VLAN 10, members: 1"));
     EXPECT_TRUE(traced("8 handleGroupDel | handleGroupDel: No vrfName for vlan 10"));
     EXPECT_THAT(writes(), IsEmpty());
-    EXPECT_THAT(memberships(), ElementsAre("(10.0.0.1, 239.1.1.1) include"));
+    EXPECT_EQ(memberships().size(), 2u);
 }
 
 TEST_F(GroupMembership, ASourceWithoutARecordIsDeletedAsTheDefaultAddress) {
@@ -532,6 +536,42 @@ TEST_F(GroupMembership, ATrackerThatOutlivesItsRemovalWritesNothingWhenItIsDestr
         forget();
     }
     EXPECT_THAT(trace(), IsEmpty());
+}
+
+/// Takes a group out of its VLAN as soon as it came.
+struct Spoiler final : Lumo::Subscriber {
+    explicit Spoiler(const Lumo::Ptr<Gmp::VlanMembershipJoin>& watched) : join(watched) {
+        join->publisher()->subscriberIs(*this);
+    }
+    ~Spoiler() override { join->publisher()->subscriberDel(*this); }
+    Spoiler(const Spoiler&) = delete;
+    Spoiler& operator=(const Spoiler&) = delete;
+    void onNotification(const Lumo::Notification& change) override {
+        join->groupDel(change.keyAs<Ondel::IpGenAddr>());
+    }
+    const Lumo::Ptr<Gmp::VlanMembershipJoin> join;
+};
+
+TEST_F(GroupMembership, AGroupThatIsGoneBeforeTheMachineHearsOfItLeavesNothing) {
+    const auto join = Lumo::make<Gmp::VlanMembershipJoin>(VlanId(10));
+    membershipJoinStatus->vlanIs(join);
+    const Spoiler spoiler(join);
+    start();
+    join->groupIs(groupRecord({S1}));
+    EXPECT_FALSE(group());
+    EXPECT_THAT(table(), IsEmpty());
+    EXPECT_THAT(trace(5), IsEmpty());
+}
+
+TEST_F(GroupMembership, AGroupThatGoesWhileTheMachineHearsOfItIsWithdrawn) {
+    start();
+    const auto join = Lumo::make<Gmp::VlanMembershipJoin>(VlanId(10));
+    membershipJoinStatus->vlanIs(join);
+    const Spoiler spoiler(join);
+    join->groupIs(groupRecord({S1}));
+    EXPECT_FALSE(group());
+    EXPECT_THAT(writes(), ElementsAre(add(S1), del(S1)));
+    EXPECT_THAT(table(), IsEmpty());
 }
 
 TEST_F(GroupMembership, AnErrorWhileOneSourceIsReapedReachesTheMakerAndTheOthersAreReaped) {

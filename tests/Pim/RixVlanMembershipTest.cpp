@@ -1,5 +1,4 @@
 // The tracker of a VLAN: its VRF, what follows from it, and its groups.
-#include "Lumo/publish.h"
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
 #include "Pim/RootObserver.h"
 #include "Pim/VlanTen.h"
@@ -10,10 +9,8 @@ namespace {
 
 using Routing::Gmp::Tessel::App;
 using Routing::Gmp::Tessel::VrfApp;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::IsSupersetOf;
 
 class RixVlanMembershipTest : public VlanTen {
   protected:
@@ -201,6 +198,15 @@ TEST_F(RixVlanMembershipTest, ARecordOfAnotherTypeCountsAsNone) {
     include(S1);
     vlan(10)->notifierIs(pegDrStatus);
     EXPECT_FALSE(vlan(10)->notifier());
+    EXPECT_TRUE(hasGroup(G));
+}
+
+TEST_F(RixVlanMembershipTest, PointedAtItsOwnRecordItDoesNotLookAtItsGroupsAgain) {
+    start();
+    include(S1);
+    vlan(10)->hasNotificationActiveIs(false);
+    delGroup(10, G);
+    vlan(10)->notifierIs(vlanJoin(10));
     EXPECT_TRUE(hasGroup(G));
 }
 

@@ -5,11 +5,8 @@
 namespace Irb::Multicast::Ingress {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 class SourceMembership : public VlanTen {
   protected:

@@ -12,7 +12,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 int keyOf(const Lumo::Notification& change) {
     return change.keyAs<int>();

@@ -54,7 +54,7 @@ class Listener final : Lumo::Subscriber {
         : Listener(std::move(name), heard, std::move(reaction)) {
         listenTo(sample);
     }
-    ~Listener() { stop(); }
+    ~Listener() override { stop(); }
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
 

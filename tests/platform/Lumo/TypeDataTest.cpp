@@ -182,4 +182,11 @@ TEST_F(TypeDataTest, AnObjectOfAnotherTypeIsRefusedByItsName) {
     EXPECT_EQ(call("lampsAre", {none, stone}), "lampsAre does not take Test::Stone as argument 2");
 }
 
+TEST(ArgumentReaderDeathTest, MoreArgumentsThanItHasMustNotBeTaken) {
+    const std::vector<Lumo::Argument> arguments{std::uint64_t{1}};
+    Lumo::ArgumentReader reader("modeIs", arguments, 1);
+    reader.number<Mode>();
+    EXPECT_DEATH(reader.number<Mode>(), "assertion failed: taken_ < arguments_.size\\(\\)");
+}
+
 }  // namespace

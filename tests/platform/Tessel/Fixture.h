@@ -30,6 +30,19 @@ using Routing::Gmp::Tessel::TableChange;
 using Routing::Gmp::Tessel::TableReader;
 using Routing::Gmp::Tessel::VrfApp;
 
+/// Whether a sanitizer watches, which slows everything down: the long tests do less then.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool isSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+constexpr bool isSanitized = true;
+#else
+constexpr bool isSanitized = false;
+#endif
+#else
+constexpr bool isSanitized = false;
+#endif
+
 /// A directory of the test's own in shared memory, gone with the test.
 class TempDirectory {
   public:

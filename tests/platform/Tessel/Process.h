@@ -2,6 +2,7 @@
 #pragma once
 
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -40,6 +41,8 @@ class Process {
     explicit Process(Run run) : pid_(fork()) {
         if (pid_ < 0) throw std::runtime_error("cannot fork");
         if (pid_ != 0) return;
+        // Not even a test that is killed leaves it behind.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         try {
             run();
         } catch (...) {

@@ -1,0 +1,81 @@
+// The memberships that every store is filled with, and how a store is asked.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#include "Ondel/VlanIntfId.h"
+#include "Routing/Gmp/Tessel/Membership.h"
+#include "Routing/Gmp/Tessel/Storage/Record.h"
+
+namespace Bench {
+
+namespace Storage = Routing::Gmp::Tessel::Storage;
+
+using Routing::Gmp::Tessel::FilterMode;
+using Routing::Gmp::Tessel::Membership;
+using Routing::Gmp::Tessel::RouteIntfKey;
+
+inline std::uint64_t mixed(std::uint64_t number) {
+    number = (number ^ number >> 30) * 0xbf58476d1ce4e5b9u;
+    number = (number ^ number >> 27) * 0x94d049bb133111ebu;
+    return number ^ number >> 31;
+}
+
+/// The random membership key of that number, made on the spot so that no array of keys takes part
+/// in what is measured. Different numbers give different keys.
+inline RouteIntfKey keyOf(std::uint64_t number) {
+    const std::uint64_t random = mixed(number);
+    Ondel::IpGenAddr::Bytes source{};
+    Ondel::IpGenAddr::Bytes group{239};
+    for (unsigned i = 0; i < 4; ++i)
+        source[i] = static_cast<std::uint8_t>(random >> 8 * i);
+    for (unsigned i = 1; i < 4; ++i)
+        group[i] = static_cast<std::uint8_t>(random >> (24 + 8 * i));
+    const auto vlan = static_cast<std::uint16_t>((random >> 56) % 200 + 1);
+    const auto ipv4 = Ondel::IpGenAddr::Family::ipv4;
+    return {Ondel::VlanIntfId::vlanIdToIntfId(vlan), {ipv4, source}, {ipv4, group}};
+}
+
+/// The filter mode that the key's membership has after `round` overwrites of all.
+inline FilterMode modeOf(const RouteIntfKey& key, unsigned round) {
+    return static_cast<FilterMode>((key.source.bytes()[0] + round) & 1);
+}
+
+/// The numbers 0..count-1, each once, in an order without pattern for a hash table.
+inline std::uint64_t shuffled(std::uint64_t i, std::uint64_t count) {
+    return i * 7919 % count;
+}
+
+/// What a store must hold is checked as it is read: a wrong answer ends the benchmark.
+inline void expect(bool holds, const char* what) {
+    if (!holds) throw std::logic_error(std::string("the store is wrong: ") + what);
+}
+
+/// A directory in shared memory, gone with the object.
+class SharedDirectory {
+  public:
+    SharedDirectory() {
+        std::string name = "/dev/shm/irbmc-bench-XXXXXX";
+        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no directory in /dev/shm");
+        path_ = name;
+    }
+    SharedDirectory(const SharedDirectory&) = delete;
+    SharedDirectory& operator=(const SharedDirectory&) = delete;
+    ~SharedDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    const std::filesystem::path& path() const { return path_; }
+
+    /// The memory that the files take.
+    std::uint64_t bytes() const;
+
+  private:
+    std::filesystem::path path_;
+};
+
+}  // namespace Bench

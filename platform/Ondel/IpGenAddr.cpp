@@ -65,12 +65,6 @@ std::string ipv6Text(const IpGenAddr::Bytes& bytes) {
 
 }  // namespace
 
-IpGenAddr::IpGenAddr(Family family, const Bytes& bytes) : family_(family) {
-    if (family == Family::none) return;
-    const std::size_t used = family == Family::ipv4 ? 4 : bytes.size();
-    std::copy_n(bytes.begin(), used, bytes_.begin());
-}
-
 std::optional<IpGenAddr> IpGenAddr::parse(std::string_view text) {
     const std::string terminated(text);
     if (terminated.find('\0') != std::string::npos) return std::nullopt;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <compare>
 #include <cstddef>
@@ -29,7 +30,13 @@ class IpGenAddr {
     constexpr IpGenAddr() = default;
     /// `bytes` beyond the family's length are ignored. A family of another value is carried as it
     /// is, with all its bytes, and is never special.
-    IpGenAddr(Family family, const Bytes& bytes);
+    IpGenAddr(Family family, const Bytes& bytes) : family_(family) {
+        if (family == Family::ipv4) {
+            std::copy_n(bytes.begin(), 4, bytes_.begin());
+        } else if (family != Family::none) {
+            bytes_ = bytes;
+        }
+    }
 
     /// The address that `text` spells ("239.1.1.1", "ff3e::1"), or nothing if it is malformed.
     static std::optional<IpGenAddr> parse(std::string_view text);

@@ -27,11 +27,14 @@ void Status::membershipIs(const Membership& membership) {
         throw std::logic_error("Routing::Gmp::Tessel::Status::membershipIs: the status '" + name_ +
                                "' is in no table");
     }
+    ++changes_;
     store_->membershipIs(membership);
 }
 
 void Status::membershipDel(const RouteIntfKey& key) {
-    if (store_ != nullptr) store_->membershipDel(key);
+    if (store_ == nullptr) return;
+    ++changes_;
+    store_->membershipDel(key);
 }
 
 Membership Status::membership(const RouteIntfKey& key) const {
@@ -66,7 +69,7 @@ void Status::Walk::advance() {
         if (next_ == met_.size() && !fill()) break;
         if (next_ == met_.size()) continue;
         Membership& candidate = met_[next_++];
-        if (store->changes() == changes_ || isStillThere(candidate)) return;
+        if (status_->changes_ == changes_ || isStillThere(candidate)) return;
     }
     isOver_ = true;
 }
@@ -77,7 +80,7 @@ bool Status::Walk::fill() {
     met_.clear();
     next_ = 0;
     nextHash_ = status_->store_->segmentMemberships(nextHash_, met_);
-    changes_ = status_->store_->changes();
+    changes_ = status_->changes_;
     return true;
 }
 

@@ -71,11 +71,14 @@ class Status final : public Lumo::Object<Status> {
     void storeIs(Storage::Table* table, Storage::StatusStore* store) {
         table_ = table;
         store_ = store;
+        ++changes_;
     }
 
     const std::string name_;
     Storage::Table* table_ = nullptr;
     Storage::StatusStore* store_ = nullptr;
+    /// Goes up with every write, and when the status comes or goes: walks look at it.
+    std::uint64_t changes_ = 0;
 };
 
 /// Where a walk over a status's memberships is. Keeps the status alive; the walk ends when the
@@ -94,10 +97,14 @@ class Status::Walk {
     reference operator*() const { return met_[next_ - 1]; }
     pointer operator->() const { return &met_[next_ - 1]; }
     Walk& operator++() {
-        advance();
+        if (next_ < met_.size() && status_->changes_ == changes_) {
+            ++next_;
+        } else {
+            advance();
+        }
         return *this;
     }
-    void operator++(int) { advance(); }
+    void operator++(int) { ++*this; }
 
     friend bool operator==(const Walk& walk, std::default_sentinel_t) { return walk.isOver_; }
 
@@ -108,7 +115,7 @@ class Status::Walk {
 
     Lumo::Ptr<const Status> status_;
     std::uint64_t id_;           ///< of the storage that is walked
-    std::uint64_t changes_ = 0;  ///< of the storage, when `met_` was filled
+    std::uint64_t changes_ = 0;  ///< of the status, when `met_` was filled
     std::uint64_t nextHash_ = 0;
     bool isStarted_ = false;
     bool isOver_ = false;

@@ -118,7 +118,7 @@ bool TableReader::appendTo(std::vector<TableChange>& changes, const LoggedChange
         default:
             return false;
     }
-    changes.push_back(std::move(change));
+    changes.push_back(change);
     return true;
 }
 

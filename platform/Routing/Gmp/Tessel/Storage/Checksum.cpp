@@ -3,10 +3,6 @@
 #include <array>
 #include <cstring>
 
-#if defined(__x86_64__)
-#include <nmmintrin.h>
-#endif
-
 namespace Routing::Gmp::Tessel::Storage {
 
 namespace {
@@ -26,19 +22,6 @@ constexpr CrcTable crcTable() {
     return table;
 }
 
-#if defined(__x86_64__)
-__attribute__((target("sse4.2"))) std::uint32_t hardwareChecksum(std::uint32_t crc,
-                                                                 const std::uint64_t* words,
-                                                                 std::size_t count) noexcept {
-    std::uint64_t wide = crc;
-    for (std::size_t i = 0; i < count; ++i)
-        wide = _mm_crc32_u64(wide, words[i]);
-    return static_cast<std::uint32_t>(wide);
-}
-
-const bool hardware = __builtin_cpu_supports("sse4.2") != 0;
-#endif
-
 }  // namespace
 
 std::uint32_t portableChecksum(std::uint32_t crc, const std::uint64_t* words,
@@ -53,11 +36,10 @@ std::uint32_t portableChecksum(std::uint32_t crc, const std::uint64_t* words,
     return crc;
 }
 
-std::uint32_t checksum(std::uint32_t crc, const std::uint64_t* words, std::size_t count) noexcept {
 #if defined(__x86_64__)
-    if (hardware) return hardwareChecksum(crc, words, count);
+const bool hasChecksumInstruction = __builtin_cpu_supports("sse4.2") != 0;
+#else
+const bool hasChecksumInstruction = false;
 #endif
-    return portableChecksum(crc, words, count);
-}
 
 }  // namespace Routing::Gmp::Tessel::Storage

@@ -15,7 +15,7 @@ using KeyWords = std::array<std::uint64_t, 5>;
 
 inline KeyWords keyWords(const RouteIntfKey& key) {
     KeyWords words{};
-    std::memcpy(&words[0], key.source.bytes().data(), 16);
+    std::memcpy(words.data(), key.source.bytes().data(), 16);
     std::memcpy(&words[2], key.group.bytes().data(), 16);
     words[4] = std::uint64_t{key.intf.value()} |
                static_cast<std::uint64_t>(key.source.family()) << 32 |
@@ -26,7 +26,7 @@ inline KeyWords keyWords(const RouteIntfKey& key) {
 inline RouteIntfKey keyFromWords(const KeyWords& words) {
     Ondel::IpGenAddr::Bytes source;
     Ondel::IpGenAddr::Bytes group;
-    std::memcpy(source.data(), &words[0], 16);
+    std::memcpy(source.data(), words.data(), 16);
     std::memcpy(group.data(), &words[2], 16);
     const auto intf = static_cast<std::uint32_t>(words[4]);
     const auto family = [&](unsigned shift) {

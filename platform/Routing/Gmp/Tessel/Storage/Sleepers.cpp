@@ -67,7 +67,7 @@ void Sleepers::sleep(const Word& changes, std::uint64_t seen,
     timespec left{};
     if (deadline) {
         const auto rest = *deadline - std::chrono::steady_clock::now();
-        if (rest <= rest.zero()) return;
+        if (rest <= std::chrono::nanoseconds::zero()) return;
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(rest);
         left.tv_sec = static_cast<time_t>(seconds.count());
         left.tv_nsec = static_cast<long>(

@@ -185,7 +185,6 @@ void StatusStore::clear(OpenSegment& segment, std::uint32_t place, RecordState s
 
 void StatusStore::announce(ChangeKind kind, const KeyWords& key, FilterMode before,
                            FilterMode after) {
-    ++changes_;
     table_.changed({kind, id_, place_, key, before, after});
     if (!table_.isObserved()) return;
     MembershipChange change{key_, keyFromWords(key), before, after};
@@ -206,6 +205,7 @@ std::uint64_t StatusStore::segmentMemberships(std::uint64_t firstHash,
                                               std::vector<Membership>& into) {
     const std::uint32_t index = directory_.index(firstHash);
     OpenSegment& segment = segments_[index_[index]];
+    into.reserve(into.size() + segment.live);
     for (std::uint32_t group = 0; group < segment.view.groups(); ++group) {
         if (segment.view.tags(group).damaged().any()) repairGroup(segment, group);
         auto places = segment.view.tags(group).used();
@@ -262,7 +262,6 @@ void StatusStore::lose(OpenSegment& segment, std::uint32_t place) {
     record.state.store(RecordState::removed(RecordState(0), checksum_).word(),
                        std::memory_order_release);
     recount(segment);
-    ++changes_;
     table_.changed({ChangeKind::lost, id_, place_, {}, {}, {}});
     table_.reportCorruption(placeText(segment, place) + " is damaged; its membership is lost");
 }

@@ -34,8 +34,6 @@ class StatusStore {
     std::uint64_t id() const { return id_; }
     std::uint16_t place() const { return place_; }
     std::size_t count() const { return count_; }
-    /// Goes up with every change of this status.
-    std::uint64_t changes() const { return changes_; }
 
     /// The filter mode of the membership, or nothing if there is none.
     /// @throws Rix::CorruptionError if it may be there, but is damaged
@@ -107,7 +105,6 @@ class StatusStore {
     std::vector<OpenSegment> segments_;
     std::vector<std::uint32_t> index_;  ///< the directory's entries, as places in segments_
     std::size_t count_ = 0;
-    std::uint64_t changes_ = 0;
 };
 
 }  // namespace Routing::Gmp::Tessel::Storage

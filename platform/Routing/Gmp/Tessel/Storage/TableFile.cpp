@@ -115,7 +115,8 @@ void TableFile::map(Access access, std::size_t reserve) {
 }
 
 PageNumber TableFile::currentPages() const {
-    return wholePages(statusOf(fd_, path_));
+    const auto mapped = static_cast<PageNumber>(reserved_ / pageBytes);
+    return std::min(wholePages(statusOf(fd_, path_)), mapped);
 }
 
 bool TableFile::isDeleted() const {

@@ -37,7 +37,7 @@ class TableFile {
     const std::string& path() const { return path_; }
     /// The size when it was opened, or after it grew by this object.
     PageNumber pages() const { return pages_; }
-    /// The size now, which another process may have changed.
+    /// The size now, which another process may have changed, as far as it is mapped here.
     PageNumber currentPages() const;
 
     std::byte* page(PageNumber number) const { return base_ + std::size_t{number} * pageBytes; }

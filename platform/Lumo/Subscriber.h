@@ -8,13 +8,15 @@ namespace Lumo {
 /// unsubscribe before it is destroyed.
 class Subscriber {
   public:
+    Subscriber() = default;
+    Subscriber(const Subscriber&) = delete;
+    Subscriber& operator=(const Subscriber&) = delete;
+    virtual ~Subscriber() = default;
+
     /// Told of a change right after it was made. May subscribe and unsubscribe anyone, destroy
     /// this subscriber, and change the very object it is told of. What it throws ends the delivery
     /// and reaches whoever made the change.
     virtual void onNotification(const Notification& change) = 0;
-
-  protected:
-    virtual ~Subscriber() = default;
 };
 
 }  // namespace Lumo

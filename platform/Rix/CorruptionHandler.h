@@ -8,11 +8,13 @@ namespace Rix {
 /// publishes that table; outlives it. Called on the thread of the one who reads.
 class CorruptionHandler {
   public:
+    CorruptionHandler() = default;
+    CorruptionHandler(const CorruptionHandler&) = delete;
+    CorruptionHandler& operator=(const CorruptionHandler&) = delete;
+    virtual ~CorruptionHandler() = default;
+
     /// @param message names the table, the entry and what is wrong with it
     virtual void onCorruption(std::string_view message) = 0;
-
-  protected:
-    virtual ~CorruptionHandler() = default;
 };
 
 /// Hands a message to `handler`, or writes it to standard error where there is none.

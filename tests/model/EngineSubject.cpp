@@ -3,6 +3,8 @@
 #include <string>
 #include <utility>
 
+#include "Routing/Gmp/Tessel/App.h"
+
 namespace model {
 
 namespace {
@@ -184,7 +186,12 @@ Observation EngineSubject::apply(const Event& event) {
 Table EngineSubject::table() const {
     Table table;
     for (const Replay::StatusContent& status : engine_.table()) {
-        Memberships& entries = table[{status.status.vrf, status.status.app}];
+        const auto& [vrf, app] = status.status;
+        const std::string name =
+            vrf + "." + stringValue(static_cast<Routing::Gmp::Tessel::App>(app));
+        // A status of a wrong name counts as one that the model does not know.
+        Memberships& entries =
+            table[{status.name == name ? vrf : vrf + " named " + status.name, app}];
         for (const auto& [place, mode] : status.memberships) {
             entries[{place.intf, place.source, place.group}] =
                 mode == Replay::JoinMode::include ? Mode::include : Mode::exclude;

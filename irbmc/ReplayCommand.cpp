@@ -127,7 +127,7 @@ ReplayCommand::ReplayCommand(CLI::App& app)
 void ReplayCommand::setToggles(Engine& engine) const {
     for (const std::string& toggle : toggles_) {
         const auto equals = toggle.find('=');
-        const std::string state = equals == toggle.npos ? "" : toggle.substr(equals + 1);
+        const std::string state = equals == std::string::npos ? "" : toggle.substr(equals + 1);
         if (state != "on" && state != "off") {
             throw std::invalid_argument("--toggle takes NAME=on or NAME=off, not " + toggle);
         }

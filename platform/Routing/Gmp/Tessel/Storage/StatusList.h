@@ -26,7 +26,7 @@ class StatusList {
     std::vector<Directory::Extent> extents() const;
 
     /// Adds a page of free entries. For the writer.
-    void pageAdd(PageNumber page) const;
+    void pageAdd(PageNumber added) const;
 
   private:
     /// The page of that number, or 0 if there is none.

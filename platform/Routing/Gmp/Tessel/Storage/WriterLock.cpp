@@ -64,7 +64,7 @@ WriterLock::WriterLock(const std::filesystem::path& directory) {
 }
 
 WriterLock::WriterLock(WriterLock&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), fileId_(other.fileId_) {}
+    : fd_(std::exchange(other.fd_, -1)), fileId_(std::move(other.fileId_)) {}
 
 WriterLock::~WriterLock() {
     if (fd_ < 0) return;

@@ -15,8 +15,9 @@ namespace {
 /// The names of the local ports that this process has met. Place 0 is the empty name.
 class PortNames {
   public:
+    /// Never destroyed: objects that live until the process exits still show names.
     static PortNames& instance() {
-        static PortNames names;
+        static PortNames& names = *new PortNames;
         return names;
     }
 

@@ -22,8 +22,9 @@ struct HeldLocks {
     std::mutex mutex;
     std::set<std::pair<dev_t, ino_t>> files;
 
+    /// Never destroyed: a table may be closed while the process already exits.
     static HeldLocks& instance() {
-        static HeldLocks locks;
+        static HeldLocks& locks = *new HeldLocks;
         return locks;
     }
 };

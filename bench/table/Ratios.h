@@ -23,6 +23,17 @@ class Ratios : public benchmark::ConsoleReporter {
     }
 
     void print(std::ostream& out) const {
+        printRatios(out);
+        printSlowdowns(out);
+    }
+
+  private:
+    double median(const std::string& name) const {
+        const auto found = medians_.find(name);
+        return found == medians_.end() ? 0.0 : found->second;
+    }
+
+    void printRatios(std::ostream& out) const {
         out << "\nthe table's time as a multiple of the floor's, the peers' as multiples of the "
                "table's\n"
             << std::left << std::setw(34) << "operation, count" << std::right << std::setw(10)
@@ -32,12 +43,11 @@ class Ratios : public benchmark::ConsoleReporter {
             << std::fixed << std::setprecision(2);
         for (const auto& [name, ours] : medians_) {
             const std::size_t at = name.find("/table/");
-            if (at == std::string::npos) continue;
+            if (at == std::string::npos || name.starts_with("overwrite while read")) continue;
             const std::string operation = name.substr(0, at);
             const std::string count = name.substr(at + 7);
             const auto of = [&](const char* store) {
-                const auto found = medians_.find(operation + "/" + store + "/" + count);
-                return found == medians_.end() ? 0.0 : found->second;
+                return median(operation + "/" + store + "/" + count);
             };
             out << std::left << std::setw(34) << operation + ", " + count << std::right
                 << std::setw(10) << ours << std::setw(10) << ours / of("floor") << std::setw(12)
@@ -45,7 +55,23 @@ class Ratios : public benchmark::ConsoleReporter {
         }
     }
 
-  private:
+    void printSlowdowns(std::ostream& out) const {
+        out << "\nan overwrite's time while another process reads, as a multiple of its time while "
+               "none does\n"
+            << std::left << std::setw(34) << "store, count" << std::right << std::setw(12)
+            << "looks up" << std::setw(12) << "walks"
+            << "\n";
+        const std::string prefix = "overwrite while read/";
+        for (const auto& [name, alone] : medians_) {
+            if (!name.starts_with(prefix) || !name.ends_with("/0")) continue;
+            const std::string store = name.substr(0, name.size() - 1);
+            out << std::left << std::setw(34)
+                << store.substr(prefix.size(), store.size() - prefix.size() - 1) << std::right
+                << std::setw(12) << median(store + "1") / alone << std::setw(12)
+                << median(store + "2") / alone << "\n";
+        }
+    }
+
     std::map<std::string, double> medians_;
 };
 

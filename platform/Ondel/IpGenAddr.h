@@ -34,7 +34,9 @@ class IpGenAddr {
         if (family == Family::ipv4) {
             std::copy_n(bytes.begin(), 4, bytes_.begin());
         } else if (family != Family::none) {
-            bytes_ = bytes;
+            // In halves, which stay in registers where the bytes were just put together.
+            std::copy_n(bytes.begin(), 8, bytes_.begin());
+            std::copy_n(bytes.begin() + 8, 8, bytes_.begin() + 8);
         }
     }
 

@@ -13,6 +13,13 @@ class Membership {
     Membership(const RouteIntfKey& key, FilterMode filterMode)
         : key_(key), filterMode_(filterMode) {}
 
+    /// The same from the parts of the key, which are put in place without a copy: walks over a
+    /// table do little else.
+    Membership(Ondel::IntfId intf, Ondel::IpGenAddr::Family sourceFamily,
+               const Ondel::IpGenAddr::Bytes& source, Ondel::IpGenAddr::Family groupFamily,
+               const Ondel::IpGenAddr::Bytes& group, FilterMode filterMode)
+        : key_{intf, {sourceFamily, source}, {groupFamily, group}}, filterMode_(filterMode) {}
+
     const RouteIntfKey& key() const { return key_; }
     FilterMode filterMode() const { return filterMode_; }
 

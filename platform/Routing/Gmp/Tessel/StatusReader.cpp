@@ -103,8 +103,7 @@ void StatusReader::readGroups(std::uint32_t index, SegmentReading& reading) cons
             const std::uint32_t place = group * Storage::groupPlaces + used.first();
             const FoundRecord found = Storage::readRecord(segment, place, checksum_);
             if (found.kind == FoundRecord::Kind::live) {
-                reading.memberships.emplace_back(Storage::keyFromWords(found.key),
-                                                 found.state.mode());
+                Storage::append(reading.memberships, found.key, found.state.mode());
             } else if (found.kind == FoundRecord::Kind::damaged) {
                 reading.damage.push_back(slotText(extent, place) + " is damaged");
             }

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "Routing/Gmp/Tessel/Membership.h"
 #include "Routing/Gmp/Tessel/Storage/Checksum.h"
@@ -23,17 +25,39 @@ inline KeyWords keyWords(const RouteIntfKey& key) {
     return words;
 }
 
-inline RouteIntfKey keyFromWords(const KeyWords& words) {
+/// The parts of a key, as they are in its words.
+struct KeyParts {
+    explicit KeyParts(const KeyWords& words)
+        : intf(static_cast<Ondel::IntfId::Kind>(static_cast<std::uint32_t>(words[4]) >> 30),
+               static_cast<std::uint32_t>(words[4]) & ((1u << 30) - 1)),
+          sourceFamily(
+              static_cast<Ondel::IpGenAddr::Family>(static_cast<std::uint8_t>(words[4] >> 32))),
+          groupFamily(
+              static_cast<Ondel::IpGenAddr::Family>(static_cast<std::uint8_t>(words[4] >> 40))) {
+        for (std::size_t half = 0; half < 2; ++half) {
+            std::memcpy(source.data() + half * 8, &words[half], 8);
+            std::memcpy(group.data() + half * 8, &words[2 + half], 8);
+        }
+    }
+
+    Ondel::IntfId intf;
+    Ondel::IpGenAddr::Family sourceFamily;
+    Ondel::IpGenAddr::Family groupFamily;
     Ondel::IpGenAddr::Bytes source;
     Ondel::IpGenAddr::Bytes group;
-    std::memcpy(source.data(), words.data(), 16);
-    std::memcpy(group.data(), &words[2], 16);
-    const auto intf = static_cast<std::uint32_t>(words[4]);
-    const auto family = [&](unsigned shift) {
-        return static_cast<Ondel::IpGenAddr::Family>(static_cast<std::uint8_t>(words[4] >> shift));
-    };
-    return {Ondel::IntfId(static_cast<Ondel::IntfId::Kind>(intf >> 30), intf & ((1u << 30) - 1)),
-            Ondel::IpGenAddr(family(32), source), Ondel::IpGenAddr(family(40), group)};
+};
+
+inline RouteIntfKey keyFromWords(const KeyWords& words) {
+    const KeyParts parts(words);
+    return {parts.intf, Ondel::IpGenAddr(parts.sourceFamily, parts.source),
+            Ondel::IpGenAddr(parts.groupFamily, parts.group)};
+}
+
+/// Adds the membership of these words to others.
+inline void append(std::vector<Membership>& memberships, const KeyWords& words, FilterMode mode) {
+    const KeyParts parts(words);
+    memberships.emplace_back(parts.intf, parts.sourceFamily, parts.source, parts.groupFamily,
+                             parts.group, mode);
 }
 
 /// The hash of a key under a table's five seeds. Hosts choose groups and sources: without the

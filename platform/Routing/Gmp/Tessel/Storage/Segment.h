@@ -15,18 +15,22 @@ namespace Routing::Gmp::Tessel::Storage {
 inline std::uint8_t tagOf(std::uint64_t hash) {
     auto bits = static_cast<std::uint32_t>(hash >> 32) & 0x7f;
     if (bits < 2) bits += 2;
-    const auto parity = static_cast<std::uint32_t>(std::popcount(bits)) & 1;
+    // std::popcount would be a call where the compiler may not count on the instruction.
+    const auto parity = static_cast<std::uint32_t>(__builtin_parity(bits));
     return static_cast<std::uint8_t>(bits | parity << 7);
 }
 
 /// The 16 tags of a group, as they were at one moment each half, and questions to all of them. An
 /// answer has bit 0 of each byte set whose tag it means; bytes are taken from the lowest place.
 class GroupTags {
+    static constexpr std::uint64_t everyByte = 0x0101010101010101;
+
   public:
     struct Places {
-        std::uint64_t half[2];
+        std::uint64_t half[2];  ///< bit 0 of each byte
 
         bool any() const { return (half[0] | half[1]) != 0; }
+        bool has(std::uint32_t place) const { return (half[place / 8] >> place % 8 * 8 & 1) != 0; }
         /// The lowest place, 0..15. There must be one.
         std::uint32_t first() const {
             return half[0] != 0 ? static_cast<std::uint32_t>(std::countr_zero(half[0])) / 8
@@ -37,7 +41,7 @@ class GroupTags {
             low &= low - 1;
         }
         std::uint32_t count() const {
-            return static_cast<std::uint32_t>(std::popcount(half[0]) + std::popcount(half[1]));
+            return static_cast<std::uint32_t>((half[0] + half[1]) * everyByte >> 56);
         }
     };
 
@@ -65,8 +69,6 @@ class GroupTags {
     Places damaged() const { return {oddBytes(half_[0]), oddBytes(half_[1])}; }
 
   private:
-    static constexpr std::uint64_t everyByte = 0x0101010101010101;
-
     static std::uint64_t zeroBytes(std::uint64_t word) {
         constexpr std::uint64_t low7 = 0x7f * everyByte;
         return (~((((word & low7) + low7) | word) | low7)) >> 7;
@@ -95,25 +97,25 @@ class SegmentView {
 
     std::uint32_t groups() const { return groups_; }
     std::uint32_t places() const { return groups_ * groupPlaces; }
-    /// The group where the search for a hash starts.
-    std::uint32_t homeGroup(std::uint64_t hash) const {
-        return static_cast<std::uint32_t>((hash & 0xffffffff) * groups_ >> 32);
+    /// The place that a record of that hash gets if it is free. Searches start in its group.
+    std::uint32_t homePlace(std::uint64_t hash) const {
+        return static_cast<std::uint32_t>((hash & 0xffffffff) * places() >> 32);
     }
     std::uint32_t nextGroup(std::uint32_t group) const {
         return group + 1 == groups_ ? 0 : group + 1;
     }
 
     GroupTags tags(std::uint32_t group) const {
-        const auto* words = tagWords() + std::size_t{group} * 2;
+        const auto* const words = tagWords() + std::size_t{group} * 2;
         return {words[0].load(std::memory_order_acquire), words[1].load(std::memory_order_acquire)};
     }
     std::uint8_t tag(std::uint32_t place) const {
-        const std::uint64_t word = tagWords()[place / 8].load(std::memory_order_acquire);
+        const std::uint64_t word = tagWord(place).load(std::memory_order_acquire);
         return static_cast<std::uint8_t>(word >> (place % 8 * 8));
     }
     /// For the writer, the only one to change tags.
     void tagIs(std::uint32_t place, std::uint8_t tag) const {
-        Word& word = tagWords()[place / 8];
+        Word& word = tagWord(place);
         const unsigned shift = place % 8 * 8;
         const std::uint64_t others =
             word.load(std::memory_order_relaxed) & ~(std::uint64_t{0xff} << shift);
@@ -131,6 +133,7 @@ class SegmentView {
 
   private:
     Like<Word>* tagWords() const { return reinterpret_cast<Like<Word>*>(memory_); }
+    Like<Word>& tagWord(std::uint32_t place) const { return tagWords()[place / 8]; }
 
     Memory* memory_ = nullptr;
     std::uint32_t groups_ = 0;
@@ -173,11 +176,11 @@ inline void clearSegment(const Segment& segment) {
     }
 }
 
-/// Reads a place whose tag says that it is used, while the writer may be changing it. Damage is
-/// what two readings agree on: one alone may have met a record on its way in or out.
+/// Reads a place again that did not look live at once. Damage is what two readings agree on: one
+/// alone may have met a record on its way in or out.
 template <class Memory>
-FoundRecord readRecord(const SegmentView<Memory>& segment, std::uint32_t place,
-                       std::uint32_t statusChecksum) {
+[[gnu::noinline]] FoundRecord rereadRecord(const SegmentView<Memory>& segment, std::uint32_t place,
+                                           std::uint32_t statusChecksum) {
     const Record& record = segment.record(place);
     RecordState suspect;
     std::uint8_t suspectTag = emptyTag;
@@ -198,6 +201,21 @@ FoundRecord readRecord(const SegmentView<Memory>& segment, std::uint32_t place,
     }
 }
 
+/// Reads a place whose tag says that it is used, while the writer may be changing it.
+template <class Memory>
+[[gnu::always_inline]] inline FoundRecord readRecord(const SegmentView<Memory>& segment,
+                                                     std::uint32_t place,
+                                                     std::uint32_t statusChecksum) {
+    const Record& record = segment.record(place);
+    const RecordState state(record.state.load(std::memory_order_acquire));
+    const KeyWords key = loadKey(record);
+    if (RecordState(record.state.load(std::memory_order_acquire)) == state &&
+        state.isLiveOf(key, statusChecksum)) {
+        return {FoundRecord::Kind::live, state, key};
+    }
+    return rereadRecord(segment, place, statusChecksum);
+}
+
 /// What a search for a key came to.
 struct SearchResult {
     /// `damaged`: it was not found, but something on its way was damaged and may have been it.
@@ -214,7 +232,12 @@ SearchResult searchSegment(const SegmentView<Memory>& segment, const KeyWords& k
                            std::uint64_t hash, std::uint32_t statusChecksum) {
     const std::uint8_t wanted = tagOf(hash);
     SearchResult result;
-    std::uint32_t group = segment.homeGroup(hash);
+    const std::uint32_t home = segment.homePlace(hash);
+    // Most records are at their home: they arrive together with the tags.
+    const Record& likely = segment.record(home);
+    __builtin_prefetch(&likely.source);
+    __builtin_prefetch(&likely.state);
+    std::uint32_t group = home / groupPlaces;
     for (std::uint32_t visited = 0; visited < segment.groups(); ++visited) {
         const GroupTags tags = segment.tags(group);
         for (auto places = tags.equal(wanted); places.any(); places.dropFirst()) {

@@ -34,11 +34,18 @@ std::uint32_t cut(Directory::Run run) {
     return run.first + length / 2 - length / 8 + choice;
 }
 
-void put(const Segment& segment, const KeyWords& key, std::uint64_t hash, std::uint64_t state) {
-    std::uint32_t group = segment.homeGroup(hash);
-    while (!segment.tags(group).empty().any())
+/// Where a record of that hash is put. There must be a free place.
+std::uint32_t freePlace(const Segment& segment, std::uint64_t hash) {
+    const std::uint32_t home = segment.homePlace(hash);
+    std::uint32_t group = home / groupPlaces;
+    if (segment.tags(group).unused().has(home % groupPlaces)) return home;
+    while (!segment.tags(group).unused().any())
         group = segment.nextGroup(group);
-    const std::uint32_t place = group * groupPlaces + segment.tags(group).empty().first();
+    return group * groupPlaces + segment.tags(group).unused().first();
+}
+
+void put(const Segment& segment, const KeyWords& key, std::uint64_t hash, std::uint64_t state) {
+    const std::uint32_t place = freePlace(segment, hash);
     storeKey(segment.record(place), key);
     segment.record(place).state.store(state, std::memory_order_release);
     segment.tagIs(place, tagOf(hash));
@@ -68,7 +75,6 @@ StatusStore::StatusStore(Table& table, std::uint16_t place) : table_(table), pla
         std::fill(index_.begin() + run.first, index_.begin() + run.end,
                   static_cast<std::uint32_t>(segments_.size()));
         segments_.push_back(openSegment(directory_.at(i)));
-        recount(segments_.back());
         i = run.end;
     }
 }
@@ -135,17 +141,14 @@ void StatusStore::membershipIs(const Membership& membership) {
         announce(ChangeKind::overwritten, key, found.state.mode(), mode);
         return;
     }
-    OpenSegment& segment = segmentOf(hash);
+    const OpenSegment& segment = counted(segmentOf(hash));
     if (segment.used >= eighthsOf(segment.view.places(), fullEighths)) makeRoom(hash);
     insert(segmentOf(hash), key, hash, mode);
 }
 
 void StatusStore::insert(OpenSegment& segment, const KeyWords& key, std::uint64_t hash,
                          FilterMode mode) {
-    std::uint32_t group = segment.view.homeGroup(hash);
-    while (!segment.view.tags(group).unused().any())
-        group = segment.view.nextGroup(group);
-    const std::uint32_t place = group * groupPlaces + segment.view.tags(group).unused().first();
+    const std::uint32_t place = freePlace(segment.view, hash);
     Record& record = segment.view.record(place);
     RecordState before(record.state.load(std::memory_order_relaxed));
     if (before.kind() == RecordState::Kind::live) {
@@ -159,7 +162,6 @@ void StatusStore::insert(OpenSegment& segment, const KeyWords& key, std::uint64_
     if (segment.view.tag(place) == emptyTag) ++segment.used;
     segment.view.tagIs(place, tagOf(hash));
     ++segment.live;
-    ++count_;
     announce(ChangeKind::inserted, key, FilterMode::exclude, mode);
 }
 
@@ -168,7 +170,7 @@ void StatusStore::membershipDel(const RouteIntfKey& key) {
     const std::uint64_t hash = hashOf(words, table_.hashSeed());
     const SearchResult found = soundSearch(words, hash);
     if (found.kind != SearchResult::Kind::live) return;
-    clear(segmentOf(hash), found.place, found.state);
+    clear(counted(segmentOf(hash)), found.place, found.state);
     announce(ChangeKind::removed, words, found.state.mode(), FilterMode::exclude);
 }
 
@@ -180,7 +182,6 @@ void StatusStore::clear(OpenSegment& segment, std::uint32_t place, RecordState s
                                            std::memory_order_release);
     if (last) --segment.used;
     --segment.live;
-    --count_;
 }
 
 void StatusStore::announce(ChangeKind kind, const KeyWords& key, FilterMode before,
@@ -193,8 +194,15 @@ void StatusStore::announce(ChangeKind kind, const KeyWords& key, FilterMode befo
     table_.observe(change);
 }
 
+std::size_t StatusStore::count() {
+    std::size_t all = 0;
+    for (OpenSegment& segment : segments_)
+        all += counted(segment).live;
+    return all;
+}
+
 void StatusStore::memberships(std::vector<Membership>& into) {
-    into.reserve(into.size() + count_);
+    into.reserve(into.size() + count());
     std::uint64_t hash = 0;
     do {
         hash = segmentMemberships(hash, into);
@@ -205,7 +213,7 @@ std::uint64_t StatusStore::segmentMemberships(std::uint64_t firstHash,
                                               std::vector<Membership>& into) {
     const std::uint32_t index = directory_.index(firstHash);
     OpenSegment& segment = segments_[index_[index]];
-    into.reserve(into.size() + segment.live);
+    into.reserve(into.size() + counted(segment).live);
     for (std::uint32_t group = 0; group < segment.view.groups(); ++group) {
         if (segment.view.tags(group).damaged().any()) repairGroup(segment, group);
         auto places = segment.view.tags(group).used();
@@ -213,7 +221,7 @@ std::uint64_t StatusStore::segmentMemberships(std::uint64_t firstHash,
             const std::uint32_t place = group * groupPlaces + places.first();
             const FoundRecord found = readRecord(segment.view, place, checksum_);
             if (found.kind == FoundRecord::Kind::live) {
-                into.emplace_back(keyFromWords(found.key), found.state.mode());
+                append(into, found.key, found.state.mode());
             } else if (found.kind == FoundRecord::Kind::damaged) {
                 lose(segment, place);
             }
@@ -266,8 +274,8 @@ void StatusStore::lose(OpenSegment& segment, std::uint32_t place) {
     table_.reportCorruption(placeText(segment, place) + " is damaged; its membership is lost");
 }
 
-void StatusStore::recount(OpenSegment& segment) {
-    count_ -= segment.live;
+void StatusStore::recount(OpenSegment& segment) const {
+    segment.isCounted = true;
     segment.live = 0;
     segment.used = 0;
     for (std::uint32_t group = 0; group < segment.view.groups(); ++group) {
@@ -280,7 +288,6 @@ void StatusStore::recount(OpenSegment& segment) {
             if (state.isFree(checksum_)) --segment.live;
         }
     }
-    count_ += segment.live;
 }
 
 // --- growth -------------------------------------------------------------------------------------
@@ -367,7 +374,6 @@ void StatusStore::carryOut(Plan& plan) {
     directoryPage_ = directoryPages.keep();
     directory_ = std::move(plan.directory);
     index_ = std::move(plan.index);
-    count_ -= old.live;
     lowPages.keep();
     recount(low);
     old = low;

@@ -33,7 +33,8 @@ class StatusStore {
     const VrfApp& key() const { return key_; }
     std::uint64_t id() const { return id_; }
     std::uint16_t place() const { return place_; }
-    std::size_t count() const { return count_; }
+    /// The number of memberships. The first call after the table was opened counts them.
+    std::size_t count();
 
     /// The filter mode of the membership, or nothing if there is none.
     /// @throws Rix::CorruptionError if it may be there, but is damaged
@@ -56,10 +57,12 @@ class StatusStore {
     std::vector<Directory::Extent> extents() const;
 
   private:
-    /// A segment, and the writer's book about it.
+    /// A segment, and the writer's book about it, which is begun when it is first needed: a table
+    /// is open before its memberships were looked at.
     struct OpenSegment {
         Directory::Extent extent;
         Segment view;
+        bool isCounted = false;
         std::uint32_t live = 0;
         std::uint32_t used = 0;  ///< live, or removed but still in the way
     };
@@ -79,7 +82,11 @@ class StatusStore {
     void announce(ChangeKind kind, const KeyWords& key, FilterMode before, FilterMode after);
 
     OpenSegment openSegment(Directory::Extent extent) const;
-    void recount(OpenSegment& segment);
+    void recount(OpenSegment& segment) const;
+    OpenSegment& counted(OpenSegment& segment) const {
+        if (!segment.isCounted) recount(segment);
+        return segment;
+    }
     /// Repairs or clears away what is damaged in a group. Nothing of it is damaged afterwards.
     void repairGroup(OpenSegment& segment, std::uint32_t group);
     void repairTag(OpenSegment& segment, std::uint32_t place);
@@ -104,7 +111,6 @@ class StatusStore {
     PageNumber directoryPage_ = 0;
     std::vector<OpenSegment> segments_;
     std::vector<std::uint32_t> index_;  ///< the directory's entries, as places in segments_
-    std::size_t count_ = 0;
 };
 
 }  // namespace Routing::Gmp::Tessel::Storage

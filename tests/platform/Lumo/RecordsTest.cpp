@@ -30,7 +30,7 @@ class Listener final : Lumo::Subscriber {
     explicit Listener(Lumo::Ptr<const Lumo::Node> object) : object_(std::move(object)) {
         object_->publisher()->subscriberIs(*this);
     }
-    ~Listener() { object_->publisher()->subscriberDel(*this); }
+    ~Listener() override { object_->publisher()->subscriberDel(*this); }
 
     std::vector<Key> keys;
     std::vector<std::optional<Previous>> previous;

@@ -137,6 +137,46 @@ TEST(ConcurrentReaders, DoNotHoldTheWriterUpWhenTheyAreStoppedAnywhere) {
     EXPECT_EQ(findings->wrong, 0u);
 }
 
+/// Looks one membership up again and again.
+void lookUpUntilStopped(TableReader& reader, Findings& findings, const RouteIntfKey& key) {
+    StatusReader status = reader.status(vrf("red")).value();
+    for (; !findings.stop; ++findings.reads) {
+        if (!status.membership(key).isPresent) ++findings.wrong;
+    }
+}
+
+TEST(ConcurrentReaders, FindAMembershipWhoseMemoryBecameAnothersWhileTheyLooked) {
+    const TempDirectory directory;
+    const auto coll = StatusColl::open(directory.path());
+    for (int stop = 0; stop < 100; ++stop) {
+        const auto red = statusOf(*coll, vrf("red"));
+        red->membershipIs(include(numberedKey(0)));
+        const Shared<Findings> findings;
+        Process reader([&] {
+            TableReader own(directory.path());
+            lookUpUntilStopped(own, *findings, numberedKey(0));
+        });
+        while (findings->reads == 0)
+            std::this_thread::yield();
+        reader.signal(SIGSTOP);
+        // Red moves to longer segments, and blue into the ones that it left.
+        for (std::uint32_t i = 1; i < 400; ++i)
+            red->membershipIs(include(numberedKey(i)));
+        const auto blue = statusOf(*coll, vrf("blue"));
+        for (std::uint32_t i = 1000; i < 1300; ++i)
+            blue->membershipIs(include(numberedKey(i)));
+        const std::uint64_t before = findings->reads;
+        reader.signal(SIGCONT);
+        while (findings->reads == before)
+            std::this_thread::yield();
+        findings->stop = true;
+        ASSERT_TRUE(reader.endedWell());
+        ASSERT_EQ(findings->wrong, 0u) << "at stop " << stop;
+        coll->gmpStatusDel(vrf("red"));
+        coll->gmpStatusDel(vrf("blue"));
+    }
+}
+
 TEST(ConcurrentReaders, AreThreadsOverOneMappingToo) {
     const auto coll = StatusColl::anonymous();
     const auto red = statusOf(*coll, vrf("red"));

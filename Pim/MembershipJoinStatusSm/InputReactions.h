@@ -33,7 +33,6 @@ class CollectionDispatch final : Lumo::Subscriber {
     CollectionDispatch(const CollectionDispatch&) = delete;
     CollectionDispatch& operator=(const CollectionDispatch&) = delete;
 
-    bool isSubscribed() const { return subscribed_; }
     void isSubscribedIs(bool subscribed);
 
   private:

@@ -8,25 +8,10 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 class GroupMembership : public VlanTen {
   protected:
-    static Lumo::Ptr<Gmp::SourceMembershipJoin> sourceRecord(const char* sourceAddr) {
-        const auto record = Lumo::make<Gmp::SourceMembershipJoin>(address(sourceAddr));
-        record->includeIntfIs(IntfId("swp1"));
-        return record;
-    }
-    /// A record of the group with a local include join of each source.
-    static Lumo::Ptr<Gmp::GroupMembershipJoin> groupRecord(
-        const std::vector<const char*>& sourceAddrs) {
-        const auto record = Lumo::make<Gmp::GroupMembershipJoin>(address(G));
-        for (const char* sourceAddr : sourceAddrs)
-            record->sourceIs(sourceRecord(sourceAddr));
-        return record;
-    }
     bool requiresStarG(const IpGenAddr& skipSource) { return group()->requireStarG(skipSource); }
 };
 
@@ -236,6 +221,19 @@ TEST_F(GroupMembership, WithoutARecordItKeepsItsSources) {
     EXPECT_THAT(trace(), IsEmpty());
 }
 
+TEST_F(GroupMembership, MadeWithoutARecordItIsNoGroupAndHasNoSources) {
+    start();
+    include(S1);
+    forget();
+    {
+        const auto tracker = Lumo::make<GroupTracker>(nullptr, vlan(10).get());
+        EXPECT_EQ(tracker->groupAddr(), IpGenAddr());
+        EXPECT_TRUE(tracker->sourceMembership().empty());
+        EXPECT_THAT(trace(), IsEmpty());
+    }
+    EXPECT_THAT(memberships(), ElementsAre("(10.0.0.1, 239.1.1.1) include"));
+}
+
 TEST_F(GroupMembership, ARecordOfAnotherTypeCountsAsNone) {
     start();
     include(S1);
@@ -314,277 +312,6 @@ TEST_F(GroupMembership, RemovingAllSourcesLeavesThoseWithoutARecord) {
     group()->sourceMembershipDelAll();
     EXPECT_THAT(sources(), ElementsAre(S2));
     source(S2)->notifierIs(sourceJoin(10, G, S2));
-}
-
-TEST_F(GroupMembership, DeletingAGroupOfTwoSourcesDeletesFiveEntriesInOrder) {
-    start();
-    include(S1);
-    include(S2);
-    stale("red", "vlan10", any, G);
-    forget();
-    delGroup(10, G);
-    EXPECT_THAT(writes(), ElementsAre(del(S1), del(S1, Mode::exclude), del(S2),
-                                      del(S2, Mode::exclude), del(any)));
-    EXPECT_THAT(statuses(), IsEmpty());
-}
-
-TEST_F(GroupMembership, TheDeletionOfAGroupIsTraced) {
-    start();
-    include(S1);
-    include(S1, "swp2");
-    exclude(S2);
-    forget();
-    group()->handleGroupDel();
-    EXPECT_EQ(trace().front(), "5 handleGroupDel | Delete group: 239.1.1.1, VLAN 10, members: 2");
-    EXPECT_THAT(trace(8),
-                ElementsAre("handleGroupDel deleting source 10.0.0.1 includeIntfs 2 excludeIntfs 0",
-                            "handleGroupDel deleting source 10.0.0.2 includeIntfs 0 excludeIntfs "
-                            "1"));
-    EXPECT_TRUE(
-        traced("8 handleGroupDel | handleGroupDel deleting source 10.0.0.1 includeIntfs 2 "
-               "excludeIntfs 0"));
-    EXPECT_THAT(sources(), ElementsAre(S1, S2));
-}
-
-TEST_F(GroupMembership, DeletingAGroupDeletesTheAnySourceEntryInBothModes) {
-    start();
-    include(any);
-    include(S1);
-    forget();
-    group()->handleGroupDel();
-    EXPECT_THAT(writes(), ElementsAre(del(any), del(any, Mode::exclude), del(S1)));
-    EXPECT_THAT(statuses(), IsEmpty());
-}
-
-TEST_F(GroupMembership, DeletingAGroupAsksNeitherForSbdNorForDrNorForPim) {
-    sbdVlanTen();
-    start();
-    include(S1);
-    stale("red", "vlan10", S1, G);
-    EXPECT_FALSE(vlan(10)->isDrForSbdVlan());
-    group()->handleGroupDel();
-    EXPECT_THAT(table(), IsEmpty());
-}
-
-TEST_F(GroupMembership, OnAVlanWithoutAVrfDeletingAGroupWritesNothing) {
-    unbind("vlan10");
-    start();
-    stale("red", "vlan10", S1, G);
-    stale("red", "vlan10", any, G);
-    include(S1);
-    forget();
-    delGroup(10, G);
-    EXPECT_TRUE(traced("5 handleGroupDel | Delete group: 239.1.1.1, VLAN 10, members: 1"));
-    EXPECT_TRUE(traced("8 handleGroupDel | handleGroupDel: No vrfName for vlan 10"));
-    EXPECT_THAT(writes(), IsEmpty());
-    EXPECT_EQ(memberships().size(), 2u);
-}
-
-TEST_F(GroupMembership, ASourceWithoutARecordIsDeletedAsTheDefaultAddress) {
-    start();
-    include(S1);
-    source(S1)->notifierIs(nullptr);
-    forget();
-    group()->handleGroupDel();
-    EXPECT_TRUE(
-        traced("8 handleGroupDel | handleGroupDel deleting source none includeIntfs 0 "
-               "excludeIntfs 0"));
-    EXPECT_THAT(writes(), ElementsAre(del("none", Mode::exclude)));
-    source(S1)->notifierIs(sourceJoin(10, G, S1));
-}
-
-TEST_F(GroupMembership, ADamagedSetCountsAsNoneAndIsReported) {
-    start();
-    include(S1);
-    exclude(S1, "swp2");
-    const auto join = sourceJoin(10, G, S1);
-    join->includeIntfsCorruptionIs("include set of 10.0.0.1");
-    join->excludeIntfsCorruptionIs("exclude set of 10.0.0.1");
-    forget();
-    group()->handleGroupDel();
-    EXPECT_THAT(trace(8), ElementsAre("handleGroupDel deleting source 10.0.0.1 includeIntfs 0 "
-                                      "excludeIntfs 0"));
-    EXPECT_THAT(corruptions(), ElementsAre("include set of 10.0.0.1", "exclude set of 10.0.0.1"));
-    EXPECT_THAT(table(), IsEmpty());
-}
-
-TEST_F(GroupMembership, OnlyTheDamagedSetCountsAsNone) {
-    start();
-    include(S1);
-    exclude(S1, "swp2");
-    forget();
-    sourceJoin(10, G, S1)->includeIntfsCorruptionIs("include set of 10.0.0.1");
-    group()->handleGroupDel();
-    EXPECT_THAT(trace(8), ElementsAre(HasSubstr("includeIntfs 0 excludeIntfs 1")));
-    forget();
-    sourceJoin(10, G, S1)->excludeIntfsCorruptionIs("exclude set of 10.0.0.1");
-    group()->handleGroupDel();
-    EXPECT_THAT(trace(8), ElementsAre(HasSubstr("includeIntfs 1 excludeIntfs 0")));
-}
-
-TEST_F(GroupMembership, ReapingDeletesTheGroupFirstThenEachSource) {
-    start();
-    include(S1);
-    include(S2);
-    forget();
-    group()->rixDoZombieReactors(true);
-    EXPECT_THAT(trace(8), ElementsAre(HasSubstr("handleGroupDel deleting source 10.0.0.1"),
-                                      HasSubstr("handleGroupDel deleting source 10.0.0.2"),
-                                      HasSubstr("handleSourceDel( 10.0.0.1 )"),
-                                      HasSubstr("handleSourceDel( 10.0.0.2 )")));
-    EXPECT_TRUE(source(S1)->isZombie());
-    EXPECT_FALSE(group()->hasNotificationActive());
-    EXPECT_FALSE(source(S1)->hasNotificationActive());
-}
-
-TEST_F(GroupMembership, RevivalDeletesTheGroupOnceMore) {
-    start();
-    include(S1);
-    group()->rixDoZombieReactors(true);
-    forget();
-    group()->rixDoZombieReactors(false);
-    EXPECT_THAT(trace(5), ElementsAre("Delete group: 239.1.1.1, VLAN 10, members: 1"));
-    EXPECT_THAT(trace(8), Contains(HasSubstr("handleSourceDel( 10.0.0.1 )")));
-    EXPECT_FALSE(group()->isZombie());
-    EXPECT_FALSE(source(S1)->isZombie());
-    EXPECT_TRUE(group()->hasNotificationActive());
-}
-
-TEST_F(GroupMembership, TheStateThatItIsInAgainDoesNothing) {
-    start();
-    include(S1);
-    forget();
-    group()->rixDoZombieReactors(false);
-    EXPECT_THAT(trace(), IsEmpty());
-}
-
-TEST_F(GroupMembership, ReapingLeavesTheNotificationsOfATrackerWithoutARecordAlone) {
-    start();
-    include(S1);
-    group()->notifierIs(nullptr);
-    group()->rixDoZombieReactors(true);
-    EXPECT_TRUE(group()->hasNotificationActive());
-}
-
-TEST_F(GroupMembership, NotificationsAreSwitchedForEverySourceAndLeaveItsStateAlone) {
-    start();
-    include(S1);
-    group()->hasNotificationActiveIs(false);
-    EXPECT_FALSE(source(S1)->hasNotificationActive());
-    EXPECT_FALSE(group()->isZombie());
-    source(S1)->hasNotificationActiveIs(true);
-    group()->hasNotificationActiveIs(false);
-    EXPECT_TRUE(source(S1)->hasNotificationActive());
-}
-
-TEST_F(GroupMembership, ReapedSourcesThatExcludeWriteStarGBackAndItGoesLastOfAll) {
-    start();
-    exclude(S1);
-    exclude(S2);
-    forget();
-    group()->rixDoZombieReactors(true);
-    EXPECT_THAT(writes(), ElementsAre(del(S1, Mode::exclude), del(S2, Mode::exclude), del(any),
-                                      add(any), del(S2, Mode::exclude), add(any), del(any)));
-    EXPECT_THAT(statuses(), IsEmpty());
-}
-
-TEST_F(GroupMembership, NothingIsLeftBehindByAGroupWithAnySourceInBothModes) {
-    start();
-    exclude(any);
-    include(any, "swp2");
-    exclude(S1);
-    delGroup(10, G);
-    EXPECT_THAT(statuses(), IsEmpty());
-}
-
-TEST_F(GroupMembership, AStarGThatTheTableHoldsInExcludeModeGoesWithTheGroup) {
-    start();
-    exclude(S1);
-    include(S2);
-    exclude(any);
-    ASSERT_THAT(memberships(), Contains("(0.0.0.0, 239.1.1.1) exclude"));
-    delGroup(10, G);
-    EXPECT_THAT(statuses(), IsEmpty());
-}
-
-TEST_F(GroupMembership, AStarGThatIsGoneAlreadyIsNotDeletedAgain) {
-    bind("vlan20", "red");
-    start();
-    join(20, G, S1, "swp1");
-    include(S1);
-    forget();
-    delGroup(10, G);
-    EXPECT_THAT(writes(), Not(Contains(del(any))));
-    EXPECT_THAT(writes(), Not(Contains(del(any, Mode::exclude))));
-}
-
-TEST_F(GroupMembership, RevivalLeavesAStarGThatItsSourcesWriteBack) {
-    start();
-    exclude(S1);
-    exclude(S2);
-    group()->rixDoZombieReactors(true);
-    group()->rixDoZombieReactors(false);
-    EXPECT_THAT(memberships(), ElementsAre("(0.0.0.0, 239.1.1.1) include"));
-}
-
-TEST_F(GroupMembership, ATrackerThatOutlivesItsRemovalWritesNothingWhenItIsDestroyed) {
-    start();
-    include(S1);
-    {
-        const auto kept = group();
-        delGroup(10, G);
-        forget();
-    }
-    EXPECT_THAT(trace(), IsEmpty());
-}
-
-/// Takes a group out of its VLAN as soon as it came.
-struct Spoiler final : Lumo::Subscriber {
-    explicit Spoiler(const Lumo::Ptr<Gmp::VlanMembershipJoin>& watched) : join(watched) {
-        join->publisher()->subscriberIs(*this);
-    }
-    ~Spoiler() override { join->publisher()->subscriberDel(*this); }
-    Spoiler(const Spoiler&) = delete;
-    Spoiler& operator=(const Spoiler&) = delete;
-    void onNotification(const Lumo::Notification& change) override {
-        join->groupDel(change.keyAs<Ondel::IpGenAddr>());
-    }
-    const Lumo::Ptr<Gmp::VlanMembershipJoin> join;
-};
-
-TEST_F(GroupMembership, AGroupThatIsGoneBeforeTheMachineHearsOfItLeavesNothing) {
-    const auto join = Lumo::make<Gmp::VlanMembershipJoin>(VlanId(10));
-    membershipJoinStatus->vlanIs(join);
-    const Spoiler spoiler(join);
-    start();
-    join->groupIs(groupRecord({S1}));
-    EXPECT_FALSE(group());
-    EXPECT_THAT(table(), IsEmpty());
-    EXPECT_THAT(trace(5), IsEmpty());
-}
-
-TEST_F(GroupMembership, AGroupThatGoesWhileTheMachineHearsOfItIsWithdrawn) {
-    start();
-    const auto join = Lumo::make<Gmp::VlanMembershipJoin>(VlanId(10));
-    membershipJoinStatus->vlanIs(join);
-    const Spoiler spoiler(join);
-    join->groupIs(groupRecord({S1}));
-    EXPECT_FALSE(group());
-    EXPECT_THAT(writes(), ElementsAre(add(S1), del(S1)));
-    EXPECT_THAT(table(), IsEmpty());
-}
-
-TEST_F(GroupMembership, AnErrorWhileOneSourceIsReapedReachesTheMakerAndTheOthersAreReaped) {
-    start();
-    include(S1);
-    include(S2);
-    gmpStatusLocalColl->membershipObserverIs([](const auto& change) {
-        if (change.key.source == address(S1)) throw std::runtime_error("refused");
-    });
-    EXPECT_EQ(errorOf([this] { delGroup(10, G); }), "refused");
-    gmpStatusLocalColl->membershipObserverIs({});
-    EXPECT_FALSE(group());
-    EXPECT_THAT(table(), IsEmpty());
 }
 
 TEST_F(GroupMembership, TellsItsTypeAndAttributes) {

@@ -286,6 +286,58 @@ TEST_F(L3IntfStatus, IgnoresEveryOtherAttribute) {
     EXPECT_THAT(trace(), IsEmpty());
 }
 
+TEST_F(L3IntfStatus, AZombieIgnoresItsVrfEvenWhereItIsToldOfIt) {
+    bind("vlan10", "red");
+    start();
+    const auto tracker = machine->l3IntfStatus(IntfId("vlan10"));
+    tracker->rixDoZombieReactors(true);
+    tracker->hasNotificationActiveIs(true);
+    forget();
+    rebind("vlan10", "blue");
+    EXPECT_THAT(trace(), IsEmpty());
+}
+
+TEST_F(L3IntfStatus, PointedAtItsOwnStatusItDoesNothing) {
+    bind("vlan10", "red");
+    start();
+    const auto interfaceStatus = l3IntfStatusDir->intfStatus(IntfId("vlan10"));
+    forget();
+    machine->l3IntfStatus(IntfId("vlan10"))->notifierIs(interfaceStatus);
+    EXPECT_THAT(trace(), IsEmpty());
+    EXPECT_EQ(interfaceStatus->publisher()->subscribers(), 1u);
+}
+
+TEST_F(L3IntfStatus, PointedAtAStatusAfterNothingItTakesItsVrf) {
+    bind("vlan10", "red");
+    start();
+    const auto tracker = machine->l3IntfStatus(IntfId("vlan10"));
+    tracker->notifierIs(nullptr);
+    forget();
+    tracker->notifierIs(l3IntfStatusDir->intfStatus(IntfId("vlan10")));
+    EXPECT_THAT(trace(), ElementsAre("3 handleL3IntfStatus | L3 intf change vlan10"));
+    EXPECT_EQ(tracker->intfId(), IntfId("vlan10"));
+}
+
+TEST_F(L3IntfStatus, WithoutAStatusOrAMachineItIsMadeInSilence) {
+    start();
+    forget();
+    const auto withoutStatus =
+        Lumo::make<MembershipJoinStatusSm::NestedSm_L3IntfStatus>(nullptr, machine.get());
+    EXPECT_EQ(withoutStatus->intfId(), IntfId());
+    const auto withoutMachine =
+        Lumo::make<MembershipJoinStatusSm::NestedSm_L3IntfStatus>(status("vlan10"), nullptr);
+    EXPECT_EQ(withoutMachine->intfId(), IntfId("vlan10"));
+    EXPECT_THAT(trace(), IsEmpty());
+}
+
+TEST_F(L3IntfStatus, TellsItsTypeAndItsInterface) {
+    bind("vlan10", "red");
+    start();
+    const auto tracker = machine->l3IntfStatus(IntfId("vlan10"));
+    EXPECT_EQ(tracker->typeData().name(), "MembershipJoinStatusSm::NestedSm_L3IntfStatus");
+    EXPECT_EQ(tracker->typeData().attributeText(*tracker, "intfId"), "vlan10");
+}
+
 TEST_F(L3IntfStatus, PimOnAnInterfaceThatIsNoVlanIsIgnored) {
     start();
     forget();

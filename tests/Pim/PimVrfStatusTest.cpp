@@ -183,6 +183,33 @@ TEST_F(PimVrfStatus, PointedAtNothingItHasTheEmptyVrfName) {
     EXPECT_THAT(transitIntfs(), ElementsAre("( , vlan100 )"));
 }
 
+TEST_F(PimVrfStatus, PointedAtItsOwnStatusItGoesOnHearingItOnce) {
+    pim("red", {});
+    start();
+    const auto tracker = machine->pimVrfStatus(vrf("red"));
+    tracker->notifierIs(pimStatusColl->vrfStatus(vrf("red")));
+    forget();
+    pimIntf("red", "vlan100");
+    EXPECT_THAT(transitIntfs(), ElementsAre("( red, vlan100 )"));
+}
+
+TEST_F(PimVrfStatus, TheStateThatItIsInAgainDoesNothing) {
+    pim("red", {});
+    start();
+    const auto tracker = machine->pimVrfStatus(vrf("red"));
+    tracker->hasNotificationActiveIs(false);
+    tracker->rixDoZombieReactors(false);
+    EXPECT_FALSE(tracker->hasNotificationActive());
+}
+
+TEST_F(PimVrfStatus, TellsItsTypeAndItsVrf) {
+    pim("red", {});
+    start();
+    const auto tracker = machine->pimVrfStatus(vrf("red"));
+    EXPECT_EQ(tracker->typeData().name(), "MembershipJoinStatusSm::NestedSm_PimVrfStatus");
+    EXPECT_EQ(tracker->typeData().attributeText(*tracker, "vrfName"), "red");
+}
+
 TEST_F(PimVrfStatus, IgnoresEveryOtherAttribute) {
     pim("red", {});
     start();

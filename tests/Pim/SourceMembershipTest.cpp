@@ -357,6 +357,24 @@ TEST_F(SourceMembership, ARecordOfAnotherTypeCountsAsNone) {
     source(S1)->notifierIs(sourceJoin(10, G, S1));
 }
 
+TEST_F(SourceMembership, PointedAtItsOwnRecordItGoesOnHearingItOnce) {
+    start();
+    include(S1);
+    const auto record = sourceJoin(10, G, S1);
+    EXPECT_THAT(traceOf([&] { source(S1)->notifierIs(record); }), IsEmpty());
+    EXPECT_EQ(record->publisher()->subscribers(), 1u);
+}
+
+TEST_F(SourceMembership, WithoutARecordItIsNoSourceThatNobodyJoined) {
+    start();
+    include(S1);
+    const auto tracker = Lumo::make<SourceTracker>(nullptr, group().get());
+    EXPECT_EQ(tracker->source(), IpGenAddr());
+    EXPECT_EQ(tracker->includeIntfs(), 0u);
+    EXPECT_EQ(tracker->excludeIntfs(), 0u);
+    EXPECT_THAT(memberships(), ElementsAre("(10.0.0.1, 239.1.1.1) include"));
+}
+
 TEST_F(SourceMembership, ChangesOfOtherAttributesAreIgnored) {
     start();
     include(S1);

@@ -30,6 +30,21 @@ class VlanTen : public Fabric {
     /// Makes VLAN 10 the SBD VLAN of red in both domains.
     void sbdVlanTen() { sbd("red", 10); }
 
+    /// A record of a source with a local include join, for a group's record.
+    static Lumo::Ptr<Gmp::SourceMembershipJoin> sourceRecord(const char* sourceAddr) {
+        const auto record = Lumo::make<Gmp::SourceMembershipJoin>(address(sourceAddr));
+        record->includeIntfIs(IntfId("swp1"));
+        return record;
+    }
+    /// A record of the group with a local include join of each source.
+    static Lumo::Ptr<Gmp::GroupMembershipJoin> groupRecord(
+        const std::vector<const char*>& sourceAddrs) {
+        const auto record = Lumo::make<Gmp::GroupMembershipJoin>(address(G));
+        for (const char* sourceAddr : sourceAddrs)
+            record->sourceIs(sourceRecord(sourceAddr));
+        return record;
+    }
+
     /// The tracker of the group, and of one of its sources; null where there is none.
     Lumo::Ptr<GroupTracker> group(const char* groupAddr = G) {
         return vlan(10)->groupMembership(address(groupAddr));

@@ -87,9 +87,11 @@ void RixVlanMembership::rixDoZombieReactors(bool zombie) {
 }
 
 void RixVlanMembership::abandonedByParent() noexcept {
-    try {
-        groupMembershipDelAll();
-    } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
+    for (const auto [groupAddr, tracker] : groupMembership_) {
+        try {
+            groupMembershipDel(groupAddr);
+        } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
+        }
     }
     parent_ = nullptr;
     hasNotificationActiveIs(false);

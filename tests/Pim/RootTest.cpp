@@ -222,6 +222,20 @@ TEST_F(Root, AVlanThatCameAfterItWasReapedIsWithdrawnByItsEnd) {
     EXPECT_THAT(table(), IsEmpty());
 }
 
+TEST_F(Root, AVlanThatCameAfterItWasReapedLosesEveryGroupThoughAnObserverFailsAtTheFirst) {
+    start();
+    machine->rixDoZombieReactors(true);
+    bind("vlan10", "red");
+    join(10, "239.1.1.1", "10.0.0.1", "swp1");
+    join(10, "239.1.1.2", "10.0.0.1", "swp1");
+    gmpStatusLocalColl->membershipObserverIs([](const auto& change) {
+        if (change.key.group == address("239.1.1.1")) throw std::runtime_error("refused");
+    });
+    EXPECT_NO_THROW(stop());
+    gmpStatusLocalColl->membershipObserverIs({});
+    EXPECT_THAT(table(), IsEmpty());
+}
+
 TEST_F(Root, SwitchedOffItListensToItsCollectionsNoMore) {
     start();
     machine->hasNotificationActiveIs(false);

@@ -119,6 +119,8 @@ class Fabric : public testing::Test {
 
     /// The corruption reports that reached a handler of an input or of the table.
     Texts corruptions() const { return corruptions_.messages; }
+    /// The handler that keeps them.
+    Rix::CorruptionHandler& corruptionHandler() { return corruptions_; }
 
     /// That nobody refers or listens to the inputs. Checked at a test's end, too.
     void expectInputsUnreferenced() const;

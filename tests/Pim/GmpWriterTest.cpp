@@ -1,12 +1,8 @@
 // Putting one membership into the table, and taking one away.
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <stdexcept>
-
 #include "MembershipJoinStatusSm/SmTrace.h"
 #include "Pim/Fabric.h"
+#include "Pim/TableDirectory.h"
+#include "Rix/CorruptionError.h"
 #include "Trace/RingReader.h"
 #include "Trace/TextSink.h"
 
@@ -227,49 +223,25 @@ class GmpWriterOverDamage : public GmpWriter {
   protected:
     GmpWriterOverDamage() {
         stop();
-        gmpStatusLocalColl = Routing::Gmp::Tessel::StatusColl::open(directory_);
+        gmpStatusLocalColl = Routing::Gmp::Tessel::StatusColl::open(directory_.path());
         gmpStatusLocalColl->corruptionHandlerIs(
             [this](std::string_view message) { reports_.emplace_back(message); });
         start();
         add("239.1.1.1", true);
         add("239.77.66.55", true);
-        damage("\xef\x4d\x42\x37");
+        EXPECT_TRUE(directory_.damage("\xef\x4d\x42\x37")) << "nothing to damage";
         forget();
     }
     ~GmpWriterOverDamage() override {
         stop();
         gmpStatusLocalColl = nullptr;
-        std::filesystem::remove_all(directory_);
     }
 
     /// The reports that reached the table's corruption handler.
     const Texts& reports() const { return reports_; }
 
   private:
-    static std::filesystem::path newDirectory() {
-        std::string name = std::filesystem::temp_directory_path() / "pim-test-XXXXXX";
-        if (!mkdtemp(name.data())) throw std::runtime_error("no temporary directory");
-        return name;
-    }
-
-    /// Changes these bytes of the table's file wherever they are.
-    void damage(const std::string& bytes) const {
-        bool found = false;
-        for (const auto& entry : std::filesystem::directory_iterator(directory_)) {
-            std::fstream file(entry.path(), std::ios::in | std::ios::out | std::ios::binary);
-            const std::string content(std::istreambuf_iterator<char>(file), {});
-            for (std::size_t at = content.find(bytes); at != std::string::npos;
-                 at = content.find(bytes, at + 1)) {
-                file.clear();
-                file.seekp(static_cast<std::streamoff>(at));
-                file.put('\xee');
-                found = true;
-            }
-        }
-        EXPECT_TRUE(found) << "nothing to damage";
-    }
-
-    const std::filesystem::path directory_ = newDirectory();
+    const TableDirectory directory_;
     Texts reports_;
 };
 
@@ -302,6 +274,19 @@ TEST_F(GmpWriterOverDamage, APassOverTheTableReportsIt) {
     ASSERT_EQ(reports().size(), 1u);
     EXPECT_THAT(reports()[0], HasSubstr("red.irb"));
     EXPECT_THAT(statuses(), IsEmpty());
+}
+
+TEST_F(GmpWriterOverDamage, WhereTheReportIsRaisedThePassEndsAndItIsReportedOnceMore) {
+    Texts reported;
+    gmpStatusLocalColl->corruptionHandlerIs([&](std::string_view message) {
+        reported.emplace_back(message);
+        if (reported.size() == 1) throw Rix::CorruptionError(std::string(message));
+    });
+    EXPECT_THROW(machine->handleInitialized(), Rix::CorruptionError);
+    ASSERT_EQ(reported.size(), 2u);
+    EXPECT_EQ(reported[1], reported[0]);
+    EXPECT_THAT(reported[0], HasSubstr("red.irb"));
+    gmpStatusLocalColl->corruptionHandlerIs({});
 }
 
 using GmpWriterDeathTest = GmpWriter;

@@ -20,8 +20,9 @@ class Object : public Base {
     const TypeData& typeData() const override { return Type::type(); }
 
     static void* operator new(std::size_t bytes) {
+        const TypeData& type = Type::type();  // the first call may find no memory
         void* memory = ::operator new(bytes);
-        Type::type().allocated(bytes);
+        type.allocated(bytes);
         return memory;
     }
     static void operator delete(void* memory, std::size_t bytes) noexcept {

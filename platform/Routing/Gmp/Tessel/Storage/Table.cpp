@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <set>
 #include <string>
 #include <utility>
@@ -181,7 +182,9 @@ PageNumber Table::pagesTake(PageNumber pages) {
     const PageNumber aligned = (before + run - 1) / run * run;
     file_->pagesIs(aligned + run);
     allocator_.free(before, file_->pages() - before);
-    return *allocator_.take(pages);
+    const auto first = allocator_.take(pages);
+    if (!first) throw std::bad_alloc();
+    return *first;
 }
 
 }  // namespace Routing::Gmp::Tessel::Storage

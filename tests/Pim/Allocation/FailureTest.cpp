@@ -1,0 +1,110 @@
+// Memory runs out in a machine's life, at each allocation in turn: this program decides which of
+// its allocations fail.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+
+#include "MembershipJoinStatusSm/SmTrace.h"
+#include "Pim/Life.h"
+
+namespace {
+
+/// What allocations do, and how many pieces of memory are in use.
+struct Memory {
+    /// Whether allocations are counted, and may fail.
+    bool isCounted = false;
+    /// How many more succeed; 0 for all.
+    std::uint64_t left = 0;
+    /// Whether all the others fail, too, once one did.
+    bool staysOut = false;
+    bool ranOut = false;
+    std::int64_t pieces = 0;
+
+    /// Whether the allocation that is asked for now fails.
+    bool fails() {
+        if (!isCounted || left == 0) return false;
+        if (left > 1) {
+            --left;
+            return false;
+        }
+        if (!staysOut) left = 0;
+        ranOut = true;
+        return true;
+    }
+};
+
+Memory memory;
+
+}  // namespace
+
+void* operator new(std::size_t bytes) {
+    if (memory.fails()) throw std::bad_alloc();
+    if (void* piece = std::malloc(bytes == 0 ? 1 : bytes)) {
+        ++memory.pieces;
+        return piece;
+    }
+    throw std::bad_alloc();
+}
+
+void operator delete(void* piece) noexcept {
+    if (piece != nullptr) --memory.pieces;
+    std::free(piece);
+}
+
+void operator delete(void* piece, std::size_t) noexcept {
+    operator delete(piece);
+}
+
+namespace Irb::Multicast::Ingress {
+namespace {
+
+/// Lives a life in which memory runs out at one allocation.
+/// @param allocation its number, from 1; 0 for none
+/// @param staysOut whether memory is out until the change that was under way was given up
+/// @returns whether there were so many allocations
+bool liveWithout(std::uint64_t allocation, bool staysOut) {
+    Life life;
+    smTrace().levelsIs({});
+    memory.left = allocation;
+    memory.staysOut = staysOut;
+    memory.ranOut = false;
+    life.before = [] { memory.isCounted = true; };
+    life.after = [] {
+        memory.isCounted = false;
+        if (memory.ranOut) memory.left = 0;
+    };
+    life.live();
+    life.expectRecovery();
+    return memory.ranOut;
+}
+
+/// Every piece of memory that a life without fail uses is given back; so it is after one with.
+void runOutAtEach(bool staysOut) {
+    liveWithout(0, staysOut);
+    std::uint64_t allocation = 1;
+    for (;;) {
+        // Messages that were never traced before stay known to the trace: what is left then must
+        // not be left again.
+        liveWithout(allocation, staysOut);
+        const std::int64_t before = memory.pieces;
+        const bool ranOut = liveWithout(allocation, staysOut);
+        ASSERT_EQ(memory.pieces, before) << "leaked, at allocation " << allocation;
+        ASSERT_FALSE(testing::Test::HasFailure()) << "at allocation " << allocation;
+        if (!ranOut) break;
+        ++allocation;
+    }
+    EXPECT_GT(allocation, 100u) << "hardly anything was tried";
+}
+
+TEST(AllocationFailure, AtAnyOneAllocationLeaksNothingAndTheNextMachineRecovers) {
+    runOutAtEach(false);
+}
+
+TEST(AllocationFailure, FromAnyAllocationToTheEndOfAChangeLeaksNothingAndTheNextMachineRecovers) {
+    runOutAtEach(true);
+}
+
+}  // namespace
+}  // namespace Irb::Multicast::Ingress

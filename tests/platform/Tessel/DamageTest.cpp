@@ -262,6 +262,19 @@ TEST_F(DamageUnderTheWriter, IsReportedByAWalkThatInventsNothingAndGoesOn) {
     EXPECT_EQ(sorted(*red), std::vector<Membership>{include(numberedKey(5))});
 }
 
+TEST_F(DamageUnderTheWriter, LeavesAStatusInPlaceWhoseRemovalFailsBecauseTheReportOfItDid) {
+    coll->membershipObserverIs([](const MembershipChange&) {});
+    coll->corruptionHandlerIs([](std::string_view) { throw std::runtime_error("refused"); });
+    damageRecords();
+    EXPECT_THROW(coll->gmpStatusDel(vrf("red")), std::runtime_error);
+    EXPECT_EQ(coll->gmpStatus(vrf("red")), red);
+    EXPECT_TRUE(red->isStored());
+    coll->corruptionHandlerIs({});
+    coll->gmpStatusDel(vrf("red"));
+    statusOf(*coll, vrf("red"));
+    EXPECT_EQ(TableReader(directory.path()).statuses().readers.size(), 1u);
+}
+
 TEST_F(DamageUnderTheWriter, MakesReadersWalkAgainOnceItIsClearedAway) {
     TableReader reader(directory.path());
     damageRecords();

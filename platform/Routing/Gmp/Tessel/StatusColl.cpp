@@ -71,9 +71,11 @@ void StatusColl::gmpStatusDel(const VrfApp& key) {
     if (entry == statuses_.end()) return;
     const Lumo::Ptr<Status> status = entry->second;
     Storage::StatusStore& store = *status->store_;
+    // Whatever can fail comes before anything changes.
+    const Storage::Table::StatusContent content = table_->contentOf(store);
     statuses_.erase(entry);
     status->storeIs(nullptr, nullptr);
-    table_->statusDel(store);
+    table_->statusDel(store, content);
 }
 
 void StatusColl::corruptionHandlerIs(std::function<void(std::string_view message)> handler) {

@@ -159,16 +159,20 @@ StatusStore& Table::statusAdd(const VrfApp& key) {
     return status;
 }
 
-void Table::statusDel(StatusStore& status) {
-    std::vector<Membership> gone;
-    if (isObserved()) status.memberships(gone);
+Table::StatusContent Table::contentOf(StatusStore& status) const {
+    StatusContent content{status.extents(), {}};
+    if (isObserved()) status.memberships(content.memberships);
+    return content;
+}
+
+void Table::statusDel(StatusStore& status, const StatusContent& content) {
     const std::unique_ptr<StatusStore> store =
         std::move(statuses_.extract(status.place()).mapped());
     statusEntry(store->place()).life.store(0, std::memory_order_release);
     changed({ChangeKind::statusRemoved, store->id(), store->place(), {}, {}, {}});
-    for (const Directory::Extent extent : store->extents())
+    for (const Directory::Extent extent : content.extents)
         pagesGive(extent.page, extent.pages);
-    for (const Membership& membership : gone) {
+    for (const Membership& membership : content.memberships) {
         observe({store->key(), membership.key(), membership.filterMode(), std::nullopt});
     }
 }

@@ -7,9 +7,12 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <vector>
 
+#include "Routing/Gmp/Tessel/Membership.h"
 #include "Routing/Gmp/Tessel/MembershipChange.h"
 #include "Routing/Gmp/Tessel/Storage/ChangeLog.h"
+#include "Routing/Gmp/Tessel/Storage/Directory.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
 #include "Routing/Gmp/Tessel/Storage/PageAllocator.h"
 #include "Routing/Gmp/Tessel/Storage/Record.h"
@@ -31,6 +34,12 @@ class Table {
     struct Listener {
         std::function<void(std::string_view message)> corruption;
         std::function<void(const MembershipChange&)> change;
+    };
+
+    /// What goes with a status: its pages, and its memberships where somebody observes them.
+    struct StatusContent {
+        std::vector<Directory::Extent> extents;
+        std::vector<Membership> memberships;
     };
 
     /// The table in a directory; both are made if they are missing.
@@ -56,7 +65,10 @@ class Table {
     /// @throws Rix::RangeError if there are too many statuses
     StatusStore& statusAdd(const VrfApp& key);
     /// Removes a status with all its memberships, and destroys its store.
-    void statusDel(StatusStore& status);
+    /// @param content what it holds, as contentOf tells
+    void statusDel(StatusStore& status, const StatusContent& content);
+    /// What a status holds, for statusDel. Damage met on the way is reported and cleared away.
+    StatusContent contentOf(StatusStore& status) const;
 
     // For StatusStore.
 

@@ -140,20 +140,18 @@ void StatusReader::Walk::fill() {
 
 std::vector<std::string> StatusReader::faults() {
     std::vector<std::string> all;
+    std::string problem;
     std::uint64_t hash = 0;
-    do {
-        std::string problem;
-        std::vector<std::string> some;
-        if (!refresh(problem)) {
-            if (!problem.empty()) all.push_back(std::move(problem));
-            break;
-        }
+    while (refresh(problem)) {
         const std::uint32_t index = directory_.index(hash);
+        std::vector<std::string> some;
         checkGroups(index, some);
         if (!isCurrent()) continue;
         all.insert(all.end(), some.begin(), some.end());
         hash = directory_.firstHash(directory_.run(index).end);
-    } while (hash != 0);
+        if (hash == 0) return all;
+    }
+    if (!problem.empty()) all.push_back(std::move(problem));
     return all;
 }
 

@@ -1,11 +1,14 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <exception>
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <system_error>
 
 #include "CheckCommand.h"
 #include "Output.h"
@@ -16,6 +19,18 @@
 namespace {
 
 using Irbmc::Command;
+
+/// Takes the places of standard streams that the caller closed: else the next file to be opened,
+/// one of the table's perhaps, would get such a place, and the report would be written into it.
+void takeClosedStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) >= 0) continue;
+        // The wrong way round, so that reading or writing it is an error, as it is when closed.
+        const int mode = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+        if (::open("/dev/null", mode) < 0)
+            throw std::system_error(errno, std::generic_category(), "/dev/null");
+    }
+}
 
 std::string failureMessage(const CLI::App* /*app*/, const CLI::Error& error) {
     return "irbmc: " + Irbmc::Replay::printable(error.what()) +
@@ -61,6 +76,7 @@ int main(int argc, char** argv) {
     // A reader that went away is reported by the write to it.
     std::signal(SIGPIPE, SIG_IGN);
     try {
+        takeClosedStreams();
         return run(argc, argv);
     } catch (const std::exception& error) {
         std::cerr << "irbmc: " << Irbmc::Replay::printable(error.what()) << '\n';

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -76,6 +77,24 @@ TEST(Output, ThatCannotBeWrittenEndsWithStatusTwoAndAMessage) {
     const Result help = shell("$IRBMC --help >/dev/full");
     EXPECT_EQ(help.status, 2);
     EXPECT_EQ(help.err, "irbmc: cannot write the output: No space left on device\n");
+}
+
+TEST(Output, ToAStreamThatIsClosedGoesIntoNoFile) {
+    const TemporaryFolder folder;
+    const std::string table = folder.path() / "gmp";
+    const Result closed = shell("echo | $IRBMC replay --table '" + table + "' - >&-");
+    EXPECT_EQ(closed.status, 2);
+    EXPECT_EQ(closed.err, "irbmc: cannot write the output: Bad file descriptor\n");
+    EXPECT_EQ(shell("echo x | $IRBMC replay --table '" + table + "' - >/dev/null 2>&-").status, 2);
+    EXPECT_EQ(shell("$IRBMC replay - <&- >/dev/null").err,
+              "-: cannot be read: Bad file descriptor\n");
+    for (const auto& entry : std::filesystem::directory_iterator(table)) {
+        std::ifstream in(entry.path(), std::ios::binary);
+        const std::string content(std::istreambuf_iterator<char>(in), {});
+        EXPECT_THAT(content, testing::Not(testing::AnyOf(testing::HasSubstr("Replaying"),
+                                                         testing::HasSubstr("malformed"))))
+            << entry.path();
+    }
 }
 
 TEST(Output, ThatNobodyReadsAnyMoreEndsWithStatusTwoAndAMessage) {

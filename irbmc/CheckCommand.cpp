@@ -39,7 +39,8 @@ CheckCommand::CheckCommand(CLI::App& app)
     options()
         .add_option("DIR", directory_,
                     std::string("the table's directory (") + defaultTableDirectory + ")")
-        ->type_name("");
+        ->type_name("")
+        ->check(notEmpty());
 }
 
 int CheckCommand::run() {

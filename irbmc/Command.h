@@ -1,6 +1,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <string>
 
 namespace Irbmc {
 
@@ -32,6 +33,15 @@ class Command {
         : options_(app.add_subcommand(name, summary)) {}
 
     CLI::App& options() { return *options_; }
+
+    /// Refuses an empty value: a shell gives one for a variable that is not set, and that must not
+    /// count as an option that was not given.
+    static CLI::Validator notEmpty() {
+        return {[](const std::string& value) {
+                    return std::string(value.empty() ? "must not be empty" : "");
+                },
+                ""};
+    }
 
   private:
     CLI::App* options_;

@@ -99,7 +99,8 @@ ReplayCommand::ReplayCommand(CLI::App& app)
               "of the GMP status table.") {
     options()
         .add_option("FILE", file_, "the recording, JSON Lines; - for standard input")
-        ->required();
+        ->required()
+        ->check(notEmpty());
     options().add_flag("--json", isJson_, "report for programs: one JSON object a line");
     options().add_flag("-q,--quiet", isQuiet_, "report the final table alone");
     options()
@@ -109,7 +110,8 @@ ReplayCommand::ReplayCommand(CLI::App& app)
     options()
         .add_option("--table", tableDirectory_,
                     "keep the table in this directory, where it outlives the command")
-        ->type_name("DIR");
+        ->type_name("DIR")
+        ->check(notEmpty());
     options()
         .add_option("--toggle", toggles_, "set a feature toggle ahead of the recording")
         ->type_name("NAME=on|off")
@@ -121,7 +123,8 @@ ReplayCommand::ReplayCommand(CLI::App& app)
     options()
         .add_option("--library", library_,
                     "the state machine's library, if not the one installed with the command")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty());
 }
 
 void ReplayCommand::setToggles(Engine& engine) const {

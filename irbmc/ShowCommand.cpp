@@ -29,13 +29,20 @@ ShowCommand::ShowCommand(CLI::App& app)
     options()
         .add_option("DIR", directory_,
                     std::string("the table's directory (") + defaultTableDirectory + ")")
-        ->type_name("");
+        ->type_name("")
+        ->check(notEmpty());
     options().add_flag("--json", isJson_, "for programs: one JSON object a line");
     options().add_flag("--watch", isWatch_,
                        "then follow the changes as they happen, one line each");
     options().add_option("--vrf", vrf_, "only this VRF")->type_name("NAME");
-    options().add_option("--vlan", vlan_, "only the interface of this VLAN")->type_name("NUMBER");
-    options().add_option("--group", group_, "only this multicast group")->type_name("ADDRESS");
+    options()
+        .add_option("--vlan", vlan_, "only the interface of this VLAN")
+        ->type_name("NUMBER")
+        ->check(notEmpty());
+    options()
+        .add_option("--group", group_, "only this multicast group")
+        ->type_name("ADDRESS")
+        ->check(notEmpty());
 }
 
 TableFilter ShowCommand::filter() const {

@@ -259,6 +259,28 @@ TEST(CommandLine, ThatIsWrongEndsWithStatusTwo) {
     }
 }
 
+/// What a shell makes of a variable that is not set must not count as an option that is not given.
+TEST(CommandLine, TakesNoEmptyValueForOneThatWasNotGiven) {
+    const TemporaryFolder folder;
+    const std::string table = folder.path() / "gmp";
+    EXPECT_EQ(replay("", {"--table", table}).status, 0);
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"replay", ""},
+                                               {"replay", "--table", "", "-"},
+                                               {"replay", "--library", "", "-"},
+                                               {"show", table, "--vlan", ""},
+                                               {"show", table, "--group", ""},
+                                               {"show", ""},
+                                               {"check", ""}}) {
+        const Result result = runIrbmc(arguments);
+        EXPECT_EQ(result.status, 2) << testing::PrintToString(arguments);
+        EXPECT_EQ(result.out, "") << testing::PrintToString(arguments);
+        EXPECT_THAT(result.err, HasSubstr("must not be empty"))
+            << testing::PrintToString(arguments);
+    }
+    EXPECT_EQ(runIrbmc({"show", table, "--vrf", ""}).status, 0);
+}
+
 TEST(CommandLine, TellsHowItIsUsed) {
     for (const std::vector<std::string>& arguments :
          std::vector<std::vector<std::string>>{{"--help"},

@@ -35,6 +35,25 @@ TEST(MalformedRecording, StopsTheReplayAtItsLineAndKeepsWhatWasBefore) {
                               "1,\"expectations\":0,\"unmet\":0}\n");
 }
 
+TEST(MalformedRecording, ThatEndsInTheMidstOfALineKeepsTheLinesBefore) {
+    const Result result = replay(start + R"({"op":"st)", {"--json"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, testing::StartsWith("-:2: malformed JSON"));
+    EXPECT_EQ(result.out, "{\"event\":1,\"line\":1,\"op\":\"start\"}\n" + emptyFinal +
+                              "1,\"expectations\":0,\"unmet\":0}\n");
+}
+
+TEST(MalformedRecording, IsOneThatBeginsWithAByteOrderMark) {
+    expectMalformed("\xef\xbb\xbf" + start, "-:1: malformed JSON: a byte order mark\n");
+}
+
+TEST(Recording, MayBeEmptyAndMayHaveTheLineEndsOfOtherSystems) {
+    EXPECT_EQ(replay("", {"--json"}).out, emptyFinal + "0,\"expectations\":0,\"unmet\":0}\n");
+    const Result result = replay("# comment\r\n\r\n{\"op\":\"start\"}\r\n{\"op\":\"stop\"}\r\n");
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+}
+
 TEST(MalformedRecording, NamesTheFile) {
     const TemporaryFolder folder;
     const std::string file = folder.file("bad.jsonl", "{\"op\":\"vlan.del\",\"vlan\":\"ten\"}\n");
@@ -186,6 +205,45 @@ TEST(RefusedEvent, IsAStartThatFailsAndTheNextMaySucceed) {
     EXPECT_THAT(result.out, HasSubstr("{\"event\":4,\"line\":4,\"op\":\"start\"}\n"));
 }
 
+TEST(RefusedEvent, IsNotDoneAnyFurther) {
+    const std::string place = R"("vlan":10,"group":"239.1.1.1")";
+    const std::string refused = R"({"op":"toggle","name":"OismMplsTunnel","on":false}
+{"op":"l3.set","intf":"vlan10","vrf":"red"}
+{"op":"start"}
+{"op":"vxlan.vrf.set","vrf":"red","vlan":5000}
+{"op":"join",)" + place + R"(,"source":"10.0.0.1","intf":"swp1"}
+)";
+    EXPECT_EQ(refusalOf(refused), "Bridging::VlanId::value < 1 or > 4094 not allowed");
+    expectMalformed(refused + R"({"op":"source.set",)" + place + R"(,"source":"10.0.0.1"})",
+                    "-:6: no group 239.1.1.1 in VLAN 10\n");
+}
+
+TEST(RefusedEvent, TakesNothingFromTheTableThatWasThere) {
+    const std::string longVrf = R"("vrf":")" + std::string(101, 'v') + "\"}\n";
+    const std::string recording = R"({"op":"l3.set","intf":"vlan10","vrf":"red"}
+{"op":"start"}
+{"op":"join","vlan":10,"group":"239.1.1.1","source":"10.0.0.1","intf":"swp1"}
+{"op":"vlan.set","vlan":5000}
+{"op":"pegdr.set","vlan":0}
+{"op":"l3.set","intf":"vlan0","vrf":"red"}
+{"op":"l3.set","intf":"vlan4095","vrf":"red"}
+{"op":"vxlan.vrf.set","vrf":"red","vlan":0}
+{"op":"vxlan.sbd.set","vrf":"red","vlan":4095}
+{"op":"mpls.vrf.set","vrf":"red","vlan":5000}
+{"op":"mpls.replace","sbdToVrf":{"0":"red"}}
+{"op":"l3.vrf","intf":"vlan10",)" +
+                                  longVrf + R"({"op":"pim.set",)" + longVrf +
+                                  R"({"op":"table.status",)" + longVrf;
+    const Result result = replay(
+        recording +
+        R"({"op":"expect","table":[{"vrf":"red","app":1,"intf":"vlan10","source":"10.0.0.1",)"
+        R"("group":"239.1.1.1","mode":"include"}]})");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out,
+                HasSubstr("1 membership added, 0 changed, 0 removed; 11 events refused; "
+                          "1 expectation, all met.\n"));
+}
+
 TEST(Expectation, IsMetInAnyOrder) {
     const std::string one =
         R"({"vrf":"red","app":1,"intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1","mode":"include"})";
@@ -249,6 +307,7 @@ TEST(CommandLine, ThatIsWrongEndsWithStatusTwo) {
                                                {"replay", "--color", "red", "-"},
                                                {"replay", "--library", "/nowhere.so", "-"},
                                                {"show", "--vlan", "ten"},
+                                               {"show", "--vlan", "65536"},
                                                {"show", "--group", "ten"},
                                                {"check", "a", "b"}}) {
         const Result result = runIrbmc(arguments);

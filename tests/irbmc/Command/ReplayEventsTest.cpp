@@ -179,6 +179,10 @@ TEST(ReplayedPim, AnSbdVlanThatRunsPimPullsWhatTunnelsWant) {
     EXPECT_THAT(lastEffects(started + R"({"op":"pim.set","vrf":"red"}
 {"op":"pim.intf.add","vrf":"red","intf":"vlan100"})"),
                 ElementsAre(plusSbd));
+    EXPECT_THAT(lastEffects(pim + R"({"op":"pim.del","vrf":"red"})"), IsEmpty());
+    EXPECT_THAT(lastEffects(pim + R"({"op":"pim.del","vrf":"red"}
+{"op":"mpls.sbd.set","vlan":100,"vrf":"blue"})"),
+                ElementsAre(minusSbd));
 }
 
 TEST(ReplayedMaps, EachChangeOfAnMplsMapIsFollowed) {
@@ -223,6 +227,38 @@ TEST(ReplayedMaps, ARunningMachineIsGivenAReplacedInput) {
     EXPECT_THAT(lastEffects(started + R"({"op":"start","without":["gmpProxyStatus"]}
 {"op":"mpls.replace","vrfToSbd":{"red":100},"sbdToVrf":{"100":"red"}})"),
                 ElementsAre(plusSbd));
+    EXPECT_THAT(lastEffects(R"({"op":"toggle","name":"OismMplsTunnel","on":false})"
+                            "\n" +
+                            started + R"({"op":"start","without":["enabledStatus"]}
+{"op":"vxlan.replace","vrfToSbd":{"red":100},"sbdToVrf":{"100":"red"}})"),
+                ElementsAre(plusSbd));
+}
+
+TEST(ReplayedChanges, ThatChangeNothingNotifyNothingButANewRecordAlwaysDoes) {
+    const std::string place_ = R"("vlan":100,"group":"239.1.1.1","source":"10.0.0.1")";
+    const std::string before = sbd + R"({"op":"pegdr.set","vlan":100,"first":1}
+{"op":"pim.set","vrf":"red","intfs":["vlan100"]}
+{"op":"vxlan.vrf.set","vrf":"red","vlan":100}
+{"op":"vxlan.sbd.set","vlan":100,"vrf":"red"}
+{"op":"start"}
+)";
+    for (const std::string same :
+         {R"("pegdr.set","vlan":100,"first":1)", R"("mpls.vrf.set","vrf":"red","vlan":100)",
+          R"("mpls.sbd.set","vlan":100,"vrf":"red")", R"("vxlan.vrf.set","vrf":"red","vlan":100)",
+          R"("vxlan.sbd.set","vlan":100,"vrf":"red")", R"("l3.vrf","intf":"vlan100","vrf":"red")",
+          R"("pim.intf.add","vrf":"red","intf":"vlan100")"}) {
+        EXPECT_THAT(lastEffects(before + R"({"op":)" + same + "}", {"--trace", "0-9"}), IsEmpty())
+            << same;
+    }
+    EXPECT_THAT(lastEffects(before + R"({"op":"include.add","intf":"mtunnel1",)" + place_ + "}",
+                            {"--trace", "0-9"}),
+                IsEmpty());
+    EXPECT_THAT(lastEffects(before + R"({"op":"pim.set","vrf":"red","intfs":["vlan100"]})",
+                            {"--trace", "9"}),
+                ElementsAre("9 handlePimTransitIntf | handlePimTransitIntf( red, vlan100 )"));
+    EXPECT_THAT(
+        lastEffects(before + R"({"op":"l3.set","intf":"vlan100","vrf":"blue"})", {"--trace", "3"}),
+        testing::Contains("3 handleL3IntfStatus | L3 intf change vlan100"));
 }
 
 TEST(ReplayedLife, AStopWithdrawsEverything) {
@@ -265,6 +301,9 @@ TEST(ReplayedLife, AMachineWithoutNotificationsHearsNothing) {
 {"op":"vlan.del","vlan":10}
 )";
     EXPECT_THAT(lastEffects(off), IsEmpty());
+    EXPECT_THAT(lastEffects(off + R"({"op":"notifications","on":true}
+{"op":"vlan.set","vlan":10})"),
+                ElementsAre(minusOne));
 }
 
 TEST(ReplayedLife, AStartTakesItsNameItsApplicationAndTheInputsThatItLeavesOut) {
@@ -281,6 +320,40 @@ TEST(ReplayedLife, AStartTakesItsNameItsApplicationAndTheInputsThatItLeavesOut) 
                     IsEmpty())
             << input;
     }
+}
+
+TEST(ReplayedLife, AStartKnowsEachInputThatItLeavesOutByItsName) {
+    const std::string pim = R"({"op":"pim.set","vrf":"red","intfs":["vlan100"]})"
+                            "\n";
+    const std::string dr = R"({"op":"pegdr.set","vlan":100,"first":1})"
+                           "\n";
+    const auto without = [](const std::string& inputs) {
+        return R"({"op":"start","without":[)" + inputs + "]}";
+    };
+    EXPECT_THAT(lastEffects(sbd + dr + without(R"("pimStatusColl","enabledStatus")")),
+                ElementsAre(plusSbd));
+    EXPECT_THAT(lastEffects(sbd + dr + without(R"("pegDrStatus")")), IsEmpty());
+    EXPECT_THAT(lastEffects(sbd + pim + without(R"("pegDrStatus")")), ElementsAre(plusSbd));
+    EXPECT_THAT(lastEffects(sbd + pim + without(R"("pimStatusColl")")), IsEmpty());
+    EXPECT_THAT(lastEffects(sbd + dr + pim + without(R"("gmpProxyStatus")")), IsEmpty());
+    const std::string off = R"({"op":"toggle","name":"OismMplsTunnel","on":false}
+{"op":"vxlan.vrf.set","vrf":"red","vlan":100}
+{"op":"vxlan.sbd.set","vlan":100,"vrf":"red"}
+)";
+    EXPECT_THAT(lastEffects(off + sbd + dr + without(R"("gmpProxyStatus")")), ElementsAre(plusSbd));
+    EXPECT_THAT(lastEffects(off + sbd + dr + without(R"("enabledStatus")")), IsEmpty());
+}
+
+TEST(ReplayedTable, ADeletionOfTheLastMembershipLeavesItsStatus) {
+    const std::string key =
+        R"("vrf":"red","intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1")";
+    EXPECT_EQ(replayJson(R"({"op":"table.set","mode":"include",)" + key +
+                         "}\n"
+                         R"({"op":"table.del",)" +
+                         key + "}")
+                  .back(),
+              R"({"final":[{"name":"red.irb","vrf":"red","app":1,"memberships":[]}],)"
+              R"("events":2,"expectations":0,"unmet":0})");
 }
 
 TEST(ReplayedTable, AnEarlierRunsMembershipsAreReconciledByTheStart) {
@@ -338,6 +411,16 @@ TEST(ReplayedTrace, GivesTheMessagesOfTheLevelsThatWereAskedFor) {
               R"("function":"addMembership","text":")" +
                   written + "\"}]}");
     EXPECT_THAT(lastEffects(again, {"--trace", "0-6"}), IsEmpty());
+}
+
+TEST(ReplayedQuietly, ItGivesTheFinalTableAlone) {
+    for (const std::string option : {"-q", "--quiet"}) {
+        EXPECT_EQ(replay(joined, {option, "--trace", "0-9"}).out,
+                  "GMP status table: 1 status, 1 membership\n"
+                  "\nred.irb\n"
+                  "  VLAN INTERFACE  SOURCE    GROUP      MODE\n"
+                  "  vlan10          10.0.0.1  239.1.1.1  include\n");
+    }
 }
 
 }  // namespace

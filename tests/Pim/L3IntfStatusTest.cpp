@@ -238,6 +238,13 @@ TEST_F(L3IntfStatus, ItsTrackerIsMadeOnceAndThenRepointed) {
     EXPECT_EQ(first->publisher()->subscribers(), 0u);
 }
 
+TEST_F(L3IntfStatus, ItsTrackerTakesTheMachinesNotificationsFlag) {
+    start();
+    EXPECT_TRUE(machine->l3IntfStatusIs(status("swp1"))->hasNotificationActive());
+    machine->hasNotificationActiveIs(false);
+    EXPECT_FALSE(machine->l3IntfStatusIs(status("swp2"))->hasNotificationActive());
+}
+
 TEST_F(L3IntfStatus, ARemovedTrackerIsAZombieThatHearsNothing) {
     start();
     const auto port = status("swp1");

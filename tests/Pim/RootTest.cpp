@@ -195,6 +195,17 @@ TEST_F(Root, ReapingGoesOnAfterAnErrorWhichIsRaisedAtTheEnd) {
     EXPECT_THAT(table(), IsEmpty());
 }
 
+TEST_F(Root, OfSeveralErrorsWhileItIsReapedTheFirstIsRaised) {
+    bind("vlan0", "red");
+    redWithTwoJoins();
+    start();
+    gmpStatusLocalColl->membershipObserverIs(
+        [](const auto&) { throw std::runtime_error("refused"); });
+    EXPECT_EQ(errorOf([&] { machine->rixDoZombieReactors(true); }), rangeError);
+    gmpStatusLocalColl->membershipObserverIs({});
+    EXPECT_TRUE(vlan(100)->isZombie());
+}
+
 TEST_F(Root, ItsEndDropsAnErrorOfATracker) {
     bind("vlan0", "red");
     redWithTwoJoins();

@@ -1,15 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "Bridging/VlanId.h"
 #include "Irb/Multicast/App/ClientInstance.h"
+#include "Irb/Multicast/Domain.h"
 #include "L3/VrfName.h"
 #include "Multicast/Tunnel/McastTunnelIntfId.h"
 #include "Ondel/VlanIntfId.h"
 #include "Rix/RangeError.h"
 #include "Routing/Gmp/Tessel/Membership.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
+#include "Routing/Multicast/PegDrRole.h"
 
 namespace {
 
@@ -86,6 +89,10 @@ TEST(IntfId, AMulticastTunnelInterfaceIsKnownByItsName) {
     EXPECT_EQ(Ondel::IntfId("mtunnel1073741823").shortName(), "mtunnel1073741823");
 }
 
+TEST(IntfId, IsOfFourBytes) {
+    EXPECT_EQ(sizeof(Ondel::IntfId), 4u);
+}
+
 TEST(IntfId, TheDefaultOneHasTheEmptyName) {
     EXPECT_EQ(Ondel::IntfId(), Ondel::IntfId(""));
     EXPECT_EQ(Ondel::IntfId().shortName(), "");
@@ -107,6 +114,20 @@ TEST(ClientInstance, IsDerivedFromTheName) {
     EXPECT_EQ(ClientInstance("standalone").value(), 6);
     EXPECT_EQ(ClientInstance("").value(), 0);
     EXPECT_EQ(ClientInstance("Standalone").value(), 0);
+}
+
+/// The numbers that recordings, the table and other agents write.
+TEST(Enumerations, HaveTheNumbersThatOthersWrite) {
+    using Irb::Multicast::Domain;
+    using Routing::Gmp::Tessel::App;
+    using Routing::Gmp::Tessel::FilterMode;
+    using Routing::Multicast::PegDrRole;
+    const auto numbers = [](auto... values) { return std::vector{static_cast<int>(values)...}; };
+    EXPECT_EQ(numbers(Domain::unknown, Domain::vxlan, Domain::mpls), (std::vector{0, 1, 2}));
+    EXPECT_EQ(numbers(PegDrRole::none, PegDrRole::dr, PegDrRole::nonDr), (std::vector{0, 1, 2}));
+    EXPECT_EQ(numbers(App::none, App::irb, App::gmp, App::staticJoin), (std::vector{0, 1, 2, 3}));
+    EXPECT_EQ(numbers(FilterMode::exclude, FilterMode::include), (std::vector{0, 1}));
+    EXPECT_EQ(sizeof(Domain) + sizeof(PegDrRole) + sizeof(App) + sizeof(FilterMode), 4u);
 }
 
 TEST(App, HasATextThatNamesStatuses) {

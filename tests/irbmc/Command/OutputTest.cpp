@@ -1,4 +1,5 @@
-// Where a report goes: terminals, pipes that close, full disks; and how much memory it takes.
+// Where a report goes: terminals, pipes that close, full disks; how much memory it takes; and what
+// the environment says.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
@@ -102,6 +103,24 @@ TEST(Output, ThatNobodyReadsAnyMoreEndsWithStatusTwoAndAMessage) {
         "{ yes '{\"op\":\"reap\"}' | sed '1s/reap/start/' | $IRBMC replay -; echo $? >&2; } "
         "| head -1 >/dev/null");
     EXPECT_THAT(closed.err, testing::EndsWith("irbmc: cannot write the output: Broken pipe\n2\n"));
+}
+
+TEST(Environment, NamesTheLibraryUnlessTheCommandLineDoes) {
+    EXPECT_THAT(shell("IRBMC_LIBRARY=/nowhere/a.so $IRBMC replay - </dev/null").err,
+                testing::HasSubstr("/nowhere/a.so"));
+    EXPECT_THAT(shell("IRBMC_LIBRARY=/nowhere/a.so $IRBMC replay --library /nowhere/b.so - "
+                      "</dev/null")
+                    .err,
+                testing::HasSubstr("/nowhere/b.so"));
+    EXPECT_EQ(shell("IRBMC_LIBRARY= $IRBMC replay - </dev/null >/dev/null").status, 0);
+}
+
+TEST(Environment, HasTheMachineTraceToStandardError) {
+    EXPECT_THAT(shell("echo '{\"op\":\"start\"}' | "
+                      "IRBMC_TRACE=Pim::MembershipJoinStatusSm/8 $IRBMC replay - >/dev/null")
+                    .err,
+                testing::EndsWith(" Pim::MembershipJoinStatusSm/8 handleInitialized | "
+                                  "handleInitialized: default\n"));
 }
 
 /// Replays these lines so many times, and waits until they are.

@@ -1,5 +1,6 @@
 // The machine against the model: random sequences of events, and every sequence of a few.
-// IRBMC_LONG_SECONDS makes each test run that long; IRBMC_SEED repeats a run.
+// IRBMC_LONG_SECONDS makes each test run that long; IRBMC_EVENTS says how many random events there
+// are otherwise; IRBMC_SEED repeats a run.
 #include <gtest/gtest.h>
 
 #include <iostream>
@@ -59,7 +60,7 @@ TEST_P(DifferentialTest, RandomEventsEndAlike) {
     if (const auto deadline = longDeadline()) {
         campaign.deadline = *deadline;
     } else {
-        campaign.maxEvents = eventsInCi;
+        campaign.maxEvents = environmentNumber("IRBMC_EVENTS").value_or(eventsInCi);
     }
     std::cout << "IRBMC_SEED=" << campaign.seed << std::endl;
     const auto found = campaign.run(machines());

@@ -1,0 +1,60 @@
+// The two feature toggles of the state machine: what they are without a setting, and where an
+// operator sets them.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include "MembershipJoinStatusSm/FeatureToggles.h"
+#include "Toggle/FeatureToggle.h"
+#include "Toggle/Toggle.h"
+
+namespace Irb::Multicast::Ingress {
+namespace {
+
+/// A toggle directory of the test's own, and a process that has read no toggle.
+class FeatureToggles : public testing::Test {
+  protected:
+    FeatureToggles() {
+        std::string name = std::filesystem::temp_directory_path() / "feature-toggles-XXXXXX";
+        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
+        directory_ = name;
+        Toggle::toggleDirectoryIs(directory_);
+        Toggle::forget();
+    }
+    ~FeatureToggles() override {
+        Toggle::toggleDirectoryIs("");
+        Toggle::forget();
+        std::filesystem::remove_all(directory_);
+    }
+
+    void fileIs(const std::string& name, const std::string& text) const {
+        std::ofstream(directory_ + "/" + name) << text;
+    }
+
+  private:
+    std::string directory_;
+};
+
+TEST_F(FeatureToggles, BothAreOnWhereNobodySetThem) {
+    EXPECT_TRUE(isOismMplsTunnel());
+    EXPECT_TRUE(isOismGateway());
+}
+
+TEST_F(FeatureToggles, TheMplsTunnelIsTurnedOffInItsOwnFile) {
+    fileIs("MvpnLib.json", R"({"OismMplsTunnel": false, "OismGateway": false})");
+    EXPECT_FALSE(isOismMplsTunnel());
+    EXPECT_TRUE(isOismGateway());
+}
+
+TEST_F(FeatureToggles, TheGatewayIsTurnedOffInItsOwnFile) {
+    fileIs("McastVpnLib.json", R"({"OismMplsTunnel": false, "OismGateway": false})");
+    EXPECT_TRUE(isOismMplsTunnel());
+    EXPECT_FALSE(isOismGateway());
+}
+
+}  // namespace
+}  // namespace Irb::Multicast::Ingress

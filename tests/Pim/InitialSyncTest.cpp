@@ -335,5 +335,14 @@ TEST_F(InitialSyncDeathTest, AnAnySourceEntryOfAGroupWithoutATrackerIsABrokenInv
     EXPECT_DEATH(machine->handleInitialized(), "assertion failed: tgm");
 }
 
+TEST_F(InitialSync, AnEntryOfIncludeModeGoesThoughItsSourceIsExcluded) {
+    bind("vlan10", "red");
+    join(10, "239.1.1.1", "10.0.0.1", "swp1", Mode::exclude);
+    start();
+    stale("red", "vlan10", "10.0.0.1", "239.1.1.1");
+    machine->handleInitialized();
+    EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (0.0.0.0, 239.1.1.1) include"));
+}
+
 }  // namespace
 }  // namespace Irb::Multicast::Ingress

@@ -1,0 +1,68 @@
+// What the trace says before it is done: whoever reads it after a failure knows what was next.
+#include "Pim/VlanTen.h"
+#include "Trace/TextSink.h"
+
+namespace Irb::Multicast::Ingress {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class TraceOrder : public VlanTen {
+  protected:
+    /// Looks at something whenever a function traces.
+    template <class Look>
+    static void lookAt(const char* function, Look look) {
+        Trace::textSinkIs([function, look](const Trace::TextRecord& record) {
+            if (record.function == function) look();
+        });
+    }
+};
+
+TEST_F(TraceOrder, ADeletionIsTracedWhileTheTableStillHoldsIt) {
+    start();
+    include(S1);
+    Texts tableThen;
+    lookAt("delMembership", [&] { tableThen = table(); });
+    leave(10, G, S1, "swp1");
+    EXPECT_THAT(tableThen, ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) include"));
+    EXPECT_THAT(table(), IsEmpty());
+}
+
+TEST_F(TraceOrder, TheRemovalOfAnEmptyStatusIsTracedWhileItIsThere) {
+    start();
+    staleStatus("red");
+    Texts statusesThen;
+    lookAt("handleInitialized", [&] { statusesThen = statuses(); });
+    machine->handleInitialized();
+    EXPECT_THAT(statusesThen, ElementsAre("red.irb"));
+    EXPECT_THAT(statuses(), IsEmpty());
+}
+
+TEST_F(TraceOrder, TheStartIsTracedBeforeTheMachineCountsAsInitialized) {
+    start();
+    machine->initializedIs(false);
+    bool initializedThen = true;
+    lookAt("handleInitialized", [&] { initializedThen = machine->initialized(); });
+    machine->handleInitialized();
+    EXPECT_FALSE(initializedThen);
+    EXPECT_TRUE(machine->initialized());
+}
+
+TEST_F(TraceOrder, ChangesOfInterfacesAreTimedBeforeTheMachineIsInitialized) {
+    start();
+    EXPECT_THAT(blocks(), Contains("BEGIN void Irb::Multicast::Ingress::MembershipJoinStatusSm::"
+                                   "handleL3IntfStatus(Ondel::IntfId)"));
+}
+
+TEST_F(TraceOrder, BeforeTheMachineIsInitializedNoPimInterfaceIsLookedAt) {
+    start();
+    machine->initializedIs(false);
+    forget();
+    machine->handlePimTransitIntf(vrf("red"), IntfId("swp1"));
+    EXPECT_THAT(trace(), ElementsAre("9 handlePimTransitIntf | handlePimTransitIntf( red, swp1 )"));
+}
+
+}  // namespace
+}  // namespace Irb::Multicast::Ingress

@@ -22,7 +22,7 @@ class LineReader {
         std::string_view text;
         /// Counted from 1.
         std::uint64_t number = 0;
-        /// Whether the line was longer than `text`.
+        /// Whether the line is longer than `text`. What follows is read when the next line is.
         bool isCut = false;
     };
 
@@ -37,6 +37,8 @@ class LineReader {
   private:
     /// Takes what the buffer holds of the line. Returns whether the line ended.
     bool takeFromBuffer(Line& line);
+    /// Drops what the buffer holds of the line. Returns whether the line ended.
+    bool dropLine();
     /// Fills the empty buffer. Returns false at the end of the file.
     bool refill();
 
@@ -46,6 +48,8 @@ class LineReader {
     std::size_t end_ = 0;
     std::string text_;
     std::uint64_t count_ = 0;
+    /// Whether the end of a line that was cut is still to come.
+    bool isRestLeft_ = false;
 };
 
 }  // namespace Irbmc::Replay

@@ -124,6 +124,8 @@ TEST(MalformedRecording, MayHaveNoLineBeyondReasonButACommentOfAnyLength) {
                     "-:2: the line is longer than 16777216 bytes\n");
     expectMalformed(blanks + R"({"op":"stop"})", "-:1: the line is longer than 16777216 bytes\n");
     EXPECT_EQ(replay("#" + blanks + "\n" + start).status, 0);
+    EXPECT_EQ(runIrbmc({"replay", "/dev/zero"}).err,
+              "/dev/zero:1: the line is longer than 16777216 bytes\n");
 }
 
 /// The reason that the report gives for the last event, which must not stop the replay.

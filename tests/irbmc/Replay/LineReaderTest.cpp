@@ -81,6 +81,22 @@ TEST(LineReader, CutsALineBeyondTheLimitAndGoesOnBehindIt) {
     EXPECT_FALSE(next->isCut);
 }
 
+TEST(LineReader, GivesALineThatNeverEndsCut) {
+    const int zeros = ::open("/dev/zero", O_RDONLY);
+    LineReader reader(zeros);
+    const auto line = reader.next();
+    EXPECT_TRUE(line->isCut);
+    EXPECT_EQ(line->text.size(), LineReader::maxLineLength);
+    ::close(zeros);
+}
+
+TEST(LineReader, FindsNothingBehindACutLineThatIsTheLast) {
+    const MemoryFile file(std::string(LineReader::maxLineLength + 100000, 'x'));
+    LineReader reader(file.descriptor());
+    EXPECT_TRUE(reader.next()->isCut);
+    EXPECT_FALSE(reader.next());
+}
+
 TEST(LineReader, KnowsWhetherTheNextLineMayHaveToBeWaitedFor) {
     const MemoryFile file("one\ntwo\n");
     LineReader reader(file.descriptor());

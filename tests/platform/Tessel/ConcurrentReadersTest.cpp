@@ -177,6 +177,34 @@ TEST(ConcurrentReaders, FindAMembershipWhoseMemoryBecameAnothersWhileTheyLooked)
     }
 }
 
+TEST(ConcurrentReaders, FindEveryFinishedMembershipWhileItsStatusGrows) {
+    const TempDirectory directory;
+    const auto coll = StatusColl::open(directory.path());
+    const auto red = statusOf(*coll, vrf("red"));
+    red->membershipIs(include(numberedKey(0)));
+    const Shared<Findings> findings;
+    const Shared<std::atomic<std::uint32_t>> finished;
+    *finished = 1;
+    Process reader([&] {
+        TableReader own(directory.path());
+        StatusReader status = own.status(vrf("red")).value();
+        Random random(1);
+        for (; !findings->stop; ++findings->reads) {
+            const RouteIntfKey key = numberedKey(random.below(*finished));
+            if (!status.membership(key).isPresent) ++findings->wrong;
+        }
+    });
+    while (findings->reads == 0)
+        std::this_thread::yield();
+    for (std::uint32_t i = 1; i < (isSanitized ? 30'000 : 300'000); ++i) {
+        red->membershipIs(include(numberedKey(i)));
+        *finished = i + 1;
+    }
+    findings->stop = true;
+    EXPECT_TRUE(reader.endedWell());
+    EXPECT_EQ(findings->wrong, 0u);
+}
+
 TEST(ConcurrentReaders, AreThreadsOverOneMappingToo) {
     const auto coll = StatusColl::anonymous();
     const auto red = statusOf(*coll, vrf("red"));

@@ -23,14 +23,14 @@ class Operation {
   public:
     explicit Operation(std::uint32_t i) {
         Random random(i);
-        // One large status that grows until its segments split, and small ones that come and go.
-        const bool isLarge = random.below(8) != 0;
+        // One large status whose segments split, and small ones that come, grow and go.
+        const bool isLarge = random.below(2) != 0;
         vrfName_ = isLarge ? "large" : "small" + std::to_string(random.below(3));
-        removesStatus_ = !isLarge && random.below(20) == 0;
+        removesStatus_ = !isLarge && random.below(300) == 0;
         // Rounds of mostly inserting and mostly deleting.
         const bool grows = i / series % 2 == 0;
         inserts_ = random.below(10) < (grows ? 8u : 2u);
-        number_ = random.below(isLarge ? series : 40);
+        number_ = random.below(isLarge ? series : 400);
         mode_ = static_cast<FilterMode>(random.below(2));
     }
 

@@ -12,6 +12,7 @@ namespace {
 /// What a syntax error says, without the library's own labels, the position inside the line, and
 /// the bytes last read, which may be anything.
 std::string syntaxErrorReason(std::string_view message) {
+    if (message.starts_with('[')) message.remove_prefix(message.find("] ") + 2);
     const auto label = message.find(": ");
     if (label != std::string_view::npos) message.remove_prefix(label + 2);
     const auto lastRead = message.find("; last read: ");

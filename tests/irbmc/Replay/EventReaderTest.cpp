@@ -391,6 +391,8 @@ TEST(EventReader, RefusesNumbersThatAreNoNumbers) {
                   "malformed JSON")
             << text;
     }
+    EXPECT_EQ(errorOf(R"({"op":"stop","t":1e999})"),
+              "malformed JSON at byte 22: number overflow parsing '1e999'");
 }
 
 TEST(EventReader, RefusesObjectsNestedBeyondReason) {

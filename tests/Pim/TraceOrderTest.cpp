@@ -1,4 +1,7 @@
 // What the trace says before it is done: whoever reads it after a failure knows what was next.
+#include <set>
+#include <string>
+
 #include "Pim/VlanTen.h"
 #include "Trace/TextSink.h"
 
@@ -8,9 +11,15 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 
 class TraceOrder : public VlanTen {
   protected:
+    /// Nobody looks at the machine's end any more.
+    ~TraceOrder() override {
+        Trace::textSinkIs([](const Trace::TextRecord&) {});
+    }
+
     /// Looks at something whenever a function traces.
     template <class Look>
     static void lookAt(const char* function, Look look) {
@@ -62,6 +71,33 @@ TEST_F(TraceOrder, BeforeTheMachineIsInitializedNoPimInterfaceIsLookedAt) {
     forget();
     machine->handlePimTransitIntf(vrf("red"), IntfId("swp1"));
     EXPECT_THAT(trace(), ElementsAre("9 handlePimTransitIntf | handlePimTransitIntf( red, swp1 )"));
+}
+
+TEST_F(TraceOrder, ChangesOfTheFabricAreTimedFromBeforeTheirFirstMessage) {
+    start();
+    forget();
+    std::set<std::string> timed;
+    Trace::textSinkIs([&](const Trace::TextRecord& record) {
+        const std::string function(record.function);
+        const Texts all = blocks();
+        const std::string block = all.empty() ? "" : all.back();
+        if (block.starts_with("BEGIN ") && block.find("::" + function + "(") != std::string::npos)
+            timed.insert(function);
+    });
+    join(20, G, S1, "swp1");
+    pegDr(10, 1);
+    sbd("red", 10);
+    EXPECT_THAT(timed, IsSupersetOf({"handlePegDrStatus", "handleVxlanVrfToSbdVlan",
+                                     "handleMplsVrfToSbdVlan", "handleSbdVlanToVrf",
+                                     "handleVlanMembership"}));
+}
+
+TEST_F(TraceOrder, TheRefreshOfAVlanWithoutAVrfIsTimedToo) {
+    start();
+    join(20, G, S1, "swp1");
+    forget();
+    vlan(20)->updateGmpStatus(false);
+    EXPECT_THAT(blocks(), Contains(testing::EndsWith("::updateGmpStatus(bool)")));
 }
 
 }  // namespace

@@ -47,6 +47,23 @@ TEST_F(TrackerLife, AGroupsTrackerThatNobodyReapedWithdrawsWhatItWrote) {
     EXPECT_THAT(memberships(), ElementsAre("(10.0.0.1, 239.1.1.1) include"));
 }
 
+TEST_F(TrackerLife, ASourcesTrackerThatNobodyReapedWithdrawsWhatItWrote) {
+    const auto record = Lumo::make<Gmp::SourceMembershipJoin>(address(S2));
+    record->includeIntfIs(IntfId("swp1"));
+    auto tracker = Lumo::make<SourceTracker>(record, group().get());
+    EXPECT_THAT(memberships(),
+                ElementsAre("(10.0.0.1, 239.1.1.1) include", "(10.0.0.2, 239.1.1.1) include"));
+    tracker = nullptr;
+    EXPECT_THAT(memberships(), ElementsAre("(10.0.0.1, 239.1.1.1) include"));
+}
+
+TEST_F(TrackerLife, ASourcesTrackerWithoutARecordKeepsItsNotificationsWhenItIsReaped) {
+    const auto tracker = source(S1);
+    tracker->notifierIs(nullptr);
+    tracker->rixDoZombieReactors(true);
+    EXPECT_TRUE(tracker->hasNotificationActive());
+}
+
 TEST_F(TrackerLife, AVlansTrackerThatNobodyReapedReapsItsGroups) {
     auto tracker = Lumo::make<RixVlanMembership>(otherVlan(), machine.get());
     const auto keptGroup = tracker->groupMembership(address(H));
@@ -73,6 +90,14 @@ TEST_F(TrackerLife, AVlansTrackerThatOutlivesTheMachineHearsNothing) {
     EXPECT_EQ(tracker->parent(), nullptr);
 }
 
+TEST_F(TrackerLife, AnInterfacesTrackerThatOutlivesTheMachineHearsNothing) {
+    machine->rixDoZombieReactors(true);
+    const auto tracker = machine->l3IntfStatus(IntfId("vlan10"));
+    tracker->hasNotificationActiveIs(true);
+    stop();
+    EXPECT_FALSE(tracker->hasNotificationActive());
+}
+
 TEST_F(TrackerLife, AGroupsTrackerWithoutARecordHasNoSources) {
     auto tracker = Lumo::make<GroupTracker>(nullptr, vlan(10).get());
     EXPECT_TRUE(tracker->sourceMembership().empty());
@@ -80,6 +105,22 @@ TEST_F(TrackerLife, AGroupsTrackerWithoutARecordHasNoSources) {
     forget();
     tracker = nullptr;
     EXPECT_THAT(writes(), IsEmpty());
+}
+
+TEST_F(TrackerLife, AVlanWithoutAVrfLeavesTheEntriesOfTheNamelessVrfAlone) {
+    join(20, G, S1, "swp1");
+    stale("", "vlan20", any, G, Mode::include, vlan(20)->gmpVrfApp().app);
+    const Texts before = table();
+    vlan(20)->delStarG(address(G));
+    EXPECT_EQ(table(), before);
+    EXPECT_EQ(before.size(), 2u);
+}
+
+TEST_F(TrackerLife, ASourcesTrackerWithoutARecordWritesNothing) {
+    forget();
+    const auto tracker = Lumo::make<SourceTracker>(nullptr, group().get());
+    EXPECT_THAT(trace(), IsEmpty());
+    EXPECT_EQ(tracker->includeIntfs(), 0u);
 }
 
 TEST_F(TrackerLife, WhatIsReapedHearsNothingUntilItIsWantedAgain) {

@@ -213,6 +213,54 @@ TEST_F(DeliveryTest, OneWhoLeavesAndThenRaisesAnErrorHearsNoMore) {
     EXPECT_THAT(heard, ElementsAre("a:1", "b:2"));
 }
 
+TEST_F(DeliveryTest, WhoeverLeavesDuringADeliveryAtOnceInsideAnotherHearsNoMoreOfEither) {
+    Listener last("last", heard);
+    const int inner = 2;
+    Listener first("first", heard, *input, [&](const Lumo::Notification& change) {
+        if (keyOf(change) == inner) return last.stop();
+        Lumo::Delivery::deliver({*input, Sample::entriesField, &inner, nullptr});
+    });
+    last.listenTo(*input);
+    input->entryIs(1, 1);
+    EXPECT_THAT(heard, ElementsAre("first:1", "first:2"));
+    EXPECT_EQ(input->publisher()->subscribers(), 1u);
+}
+
+/// Tells of its end as its last user goes.
+class Farewell final : public Lumo::Object<Farewell, Lumo::Observable> {
+  public:
+    static const Lumo::TypeData& type() {
+        static const Lumo::TypeData data("Test::Farewell");
+        return data;
+    }
+    explicit Farewell(Lumo::Subscriber& listener) : listener_(listener) {
+        publisher()->subscriberIs(listener_);
+    }
+    void lastUserGone() const override {
+        const int key = 7;
+        Lumo::Delivery::deliver({*this, Lumo::FieldId{0}, &key, nullptr});
+        publisher()->subscriberDel(listener_);
+    }
+
+  private:
+    Lumo::Subscriber& listener_;
+};
+
+/// Keeps the keys that it hears of.
+struct KeyListener final : Lumo::Subscriber {
+    std::vector<int> keys;
+    void onNotification(const Lumo::Notification& change) override {
+        keys.push_back(keyOf(change));
+    }
+};
+
+TEST_F(DeliveryTest, AnObjectThatGoesMayStillTellOfIt) {
+    KeyListener listener;
+    Lumo::make<Farewell>(listener);
+    EXPECT_THAT(listener.keys, ElementsAre(7));
+    EXPECT_EQ(Farewell::type().allocations().live, 0u);
+}
+
 TEST_F(DeliveryTest, EachThreadHasAnOrderOfItsOwn) {
     Heard heardThere;
     const Listener a("a", heard, *input, [&](const auto&) {

@@ -199,6 +199,86 @@ TEST(PimStatus, HoldsItsInterfaces) {
     EXPECT_EQ(listener.keys.size(), 2u);
 }
 
+/// What an object says of its attribute.
+template <class Object>
+std::string textOf(const Lumo::Ptr<Object>& object, const char* attribute) {
+    return object->typeData().attributeText(*object, attribute);
+}
+
+TEST(Records, TellHowManyEntriesTheyHave) {
+    const auto joins = Lumo::make<MembershipJoinStatus>("default");
+    const auto vlan = Lumo::make<VlanMembershipJoin>(VlanId(10));
+    const auto group = Lumo::make<GroupMembershipJoin>(address("239.1.1.1"));
+    joins->vlanIs(vlan);
+    vlan->groupIs(group);
+    group->sourceIs(Lumo::make<SourceMembershipJoin>(address("10.0.0.1")));
+    EXPECT_EQ(textOf(joins, "name") + textOf(joins, "vlan"), "default1");
+    EXPECT_EQ(textOf(vlan, "vlanId") + " " + textOf(vlan, "group"), "10 1");
+    EXPECT_EQ(textOf(group, "groupAddr") + " " + textOf(group, "source"), "239.1.1.1 1");
+    const auto pims = Lumo::make<Routing::Pim::StatusColl>();
+    const auto pim = Lumo::make<Routing::Pim::Status>(L3::VrfName("red"));
+    const auto pimIntf = Lumo::make<Routing::Pim::Intf>(IntfId("vlan10"));
+    pims->vrfStatusIs(pim);
+    pim->intfIs(pimIntf);
+    EXPECT_EQ(textOf(pims, "vrfStatus"), "1");
+    EXPECT_EQ(textOf(pim, "vrfName") + textOf(pim, "intf"), "red1");
+    EXPECT_EQ(textOf(pimIntf, "intfId"), "vlan10");
+    const auto interfaces = Lumo::make<L3::Intf::StatusDir>();
+    const auto intf = Lumo::make<L3::Intf::Status>(IntfId("vlan10"), L3::VrfName("red"));
+    interfaces->intfStatusIs(intf);
+    EXPECT_EQ(textOf(interfaces, "intfStatus"), "1");
+    EXPECT_EQ(textOf(intf, "intfId") + " " + textOf(intf, "vrf"), "vlan10 red");
+}
+
+TEST(Records, RefuseNoEntryEach) {
+    const auto refused = [](const auto& change) { EXPECT_THROW(change(), Rix::NullArgumentError); };
+    refused([] { Lumo::make<VlanMembershipJoin>(VlanId(10))->groupIs(nullptr); });
+    refused([] { Lumo::make<GroupMembershipJoin>(address("239.1.1.1"))->sourceIs(nullptr); });
+    refused([] { Lumo::make<L3::Intf::StatusDir>()->intfStatusIs(nullptr); });
+    refused([] { Lumo::make<Routing::Pim::StatusColl>()->vrfStatusIs(nullptr); });
+    refused([] { Lumo::make<Routing::Pim::Status>(L3::VrfName("red"))->intfIs(nullptr); });
+}
+
+TEST(SourceMembershipJoin, PublishesAnExcludedInterfaceThatJoinsOrLeavesOnce) {
+    const auto join = Lumo::make<SourceMembershipJoin>(address("10.0.0.1"));
+    Listener<IntfId> listener(join);
+    join->excludeIntfIs(IntfId("swp1"));
+    join->excludeIntfIs(IntfId("swp1"));
+    EXPECT_TRUE(join->excludeIntfs().contains(IntfId("swp1")));
+    join->excludeIntfDel(IntfId("swp1"));
+    join->excludeIntfDel(IntfId("swp1"));
+    EXPECT_EQ(listener.keys.size(), 2u);
+    EXPECT_EQ(textOf(join, "excludeIntfs"), "");
+}
+
+/// Keeps the previous names of a join status.
+struct NameListener final : Lumo::Subscriber {
+    std::vector<std::string> previous;
+    void onNotification(const Lumo::Notification& change) override {
+        previous.push_back(*change.previousAs<std::string>());
+    }
+};
+
+TEST(MembershipJoinStatus, PublishesANewNameWithThePreviousOne) {
+    const auto joins = Lumo::make<MembershipJoinStatus>("default");
+    NameListener listener;
+    joins->publisher()->subscriberIs(listener);
+    joins->nameIs("vxlan");
+    joins->nameIs("vxlan");
+    EXPECT_EQ(joins->name(), "vxlan");
+    EXPECT_EQ(listener.previous, std::vector<std::string>{"default"});
+    joins->publisher()->subscriberDel(listener);
+}
+
+TEST(PegDrStatus, ReportsCorruptionOnStandardErrorWhereNobodyTakesIt) {
+    const auto roles = Lumo::make<Routing::Multicast::PegDrStatus>();
+    testing::internal::CaptureStderr();
+    roles->handleCorruption("a damaged record");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "corruption: a damaged record\n");
+    roles->pegDrVlanIs({VlanId(10), Routing::Multicast::PegDrRole::dr, {}, {}});
+    EXPECT_EQ(textOf(roles, "pegDrVlan"), "1");
+}
+
 TEST(Records, TellTheirAttributesByName) {
     const auto join = Lumo::make<SourceMembershipJoin>(address("10.0.0.1"));
     join->includeIntfIs(IntfId("vlan1"));

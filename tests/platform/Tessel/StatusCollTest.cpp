@@ -97,6 +97,19 @@ TEST_F(GmpStatusColl, TellsItsObserverOfEveryChangeOnce) {
                                                     {status, other, in, {}}}));
 }
 
+TEST_F(GmpStatusColl, TellsItsObserverOfEveryMembershipOfABigStatusThatGoes) {
+    const auto red = statusOf(*coll, vrf("red"));
+    for (std::uint32_t i = 0; i < 30000; ++i)
+        red->membershipIs(include(numberedKey(i)));
+    std::vector<bool> isGone(30000);
+    coll->membershipObserverIs([&](const MembershipChange& change) {
+        EXPECT_FALSE(change.after);
+        isGone.at(numberOf(change.key)) = true;
+    });
+    coll->gmpStatusDel(vrf("red"));
+    EXPECT_EQ(std::count(isGone.begin(), isGone.end(), true), 30000);
+}
+
 TEST_F(GmpStatusColl, HandsItsStorageOverWholeAndIsEmptyAfterwards) {
     const auto red = statusOf(*coll, vrf("red"));
     red->membershipIs(include(join));

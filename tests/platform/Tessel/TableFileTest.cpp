@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <fstream>
 #include <system_error>
 
@@ -127,6 +129,28 @@ TEST_F(GmpTableFile, IsRefusedWhenItIsTruncated) {
     makeTable();
     contentIs(content().substr(0, std::size_t{100} * 4096));
     expectRefused("is truncated");
+}
+
+TEST_F(GmpTableFile, ThatIsADirectoryOrAPipeIsRefusedAndStays) {
+    std::filesystem::create_directory(directory.table());
+    EXPECT_THROW(StatusColl::open(directory.path()), std::system_error);
+    std::filesystem::remove(directory.table());
+    ASSERT_EQ(mkfifo(directory.table().c_str(), 0600), 0);
+    EXPECT_THROW(StatusColl::open(directory.path()), std::system_error);
+    EXPECT_TRUE(std::filesystem::is_fifo(directory.table()));
+}
+
+TEST_F(GmpTableFile, CannotBeMadeOrWrittenWhereSomethingElseIsInTheWay) {
+    for (const char* name : {"table.new", "writer", "sleepers"}) {
+        const TempDirectory other;
+        std::filesystem::create_directories(other.path() / name / "in the way");
+        try {
+            StatusColl::open(other.path());
+            FAIL() << name << " was no hindrance";
+        } catch (const std::system_error& error) {
+            EXPECT_NE(std::string(error.what()).find(name), std::string::npos) << error.what();
+        }
+    }
 }
 
 TEST_F(GmpTableFile, SurvivesAnAttemptToReadADirectoryWithoutATable) {

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <system_error>
 #include <thread>
 
 #include "Fixture.h"
@@ -157,6 +158,43 @@ TEST_F(GmpTableReader, IsWokenByEachChange) {
     }
     waiter.join();
     EXPECT_EQ(woken, 200u);
+}
+
+TEST_F(GmpTableReader, WaitsForAsLongAsItTakesWhereItIsToldNoTimeout) {
+    const auto red = statusOf(*coll, vrf("red"));
+    static_cast<void>(reader.changes());
+    std::thread waiter([&] {
+        for (std::uint32_t seen = 0; seen < 50;) {
+            EXPECT_TRUE(reader.waitForChange());
+            seen += static_cast<std::uint32_t>(reader.changes().changes.size());
+        }
+    });
+    for (std::uint32_t i = 0; i < 50; ++i) {
+        red->membershipIs(include(numberedKey(i)));
+        std::this_thread::yield();
+    }
+    waiter.join();
+}
+
+TEST_F(GmpTableReader, RefusesToWaitAtAnEmptyFileOfSleepersAndTheNextWriterMakesItAnew) {
+    const TempDirectory other;
+    { const auto writer = StatusColl::open(other.path()); }
+    TableReader follower(other.path());
+    std::filesystem::resize_file(other.path() / "sleepers", 0);
+    EXPECT_THROW(follower.waitForChange(0ms), std::system_error);
+    const auto writer = StatusColl::open(other.path());
+    EXPECT_TRUE(follower.waitForChange(0ms));
+    EXPECT_TRUE(follower.changes().isWalkNeeded);
+    EXPECT_FALSE(follower.waitForChange(0ms));
+}
+
+TEST_F(GmpTableReader, ChecksAStatusThatIsGoneAsOneWithoutFaults) {
+    statusOf(*coll, vrf("red"))->membershipIs(include(join));
+    auto red = reader.status(vrf("red")).value();
+    EXPECT_TRUE(red.faults().empty());
+    coll->gmpStatusDel(vrf("red"));
+    EXPECT_TRUE(red.isGone());
+    EXPECT_TRUE(red.faults().empty());
 }
 
 TEST_F(GmpTableReader, ReadsTheTableOfItsOwnProcessOverTheSameMapping) {

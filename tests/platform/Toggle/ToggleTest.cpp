@@ -91,8 +91,10 @@ TEST_F(Toggles, AreTheDefaultWithoutTheirFileOrDirectory) {
 }
 
 TEST_F(Toggles, AreReadPastOtherValuesOfEveryKind) {
-    EXPECT_EQ(stateIn(R"({"a": null, "b": -1.5e+3, "c": "x", "d": [], "e": {}, "Wanted": true})"),
-              "on");
+    EXPECT_EQ(
+        stateIn(
+            R"({"a": null, "b": -1.5e+3, "b2": 1e-5, "c": "x", "d": [], "e": {}, "Wanted": true})"),
+        "on");
     EXPECT_EQ(stateIn(R"({"a": [1, [2, {"Wanted": false}], 0, 0.25, 1E5, "]}"], "Wanted": true})"),
               "on");
     EXPECT_EQ(stateIn(R"({"a": {"Wanted": false, "b": {"c": [true, false]}}, "Wanted": true})"),
@@ -103,8 +105,9 @@ TEST_F(Toggles, AreReadPastOtherValuesOfEveryKind) {
 TEST_F(Toggles, AreFoundHoweverTheirNameIsEscaped) {
     EXPECT_EQ(stateIn(R"({"W\u0061nt\u0065d": true})"), "on");
     EXPECT_EQ(stateIn(R"({"\"\\\/\b\f\n\r\t \uD83D\ude00": 1, "Wanted": true})"), "on");
-    fileIs(R"({"\u00e9\u20AC\uD83D\ude00\/": true})");
-    EXPECT_TRUE(getToggleState("T.json", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80/", false));
+    fileIs(R"({"\u00e9\u20AC\uFFFD\uD83D\ude00\/": true})");
+    EXPECT_TRUE(
+        getToggleState("T.json", "\xc3\xa9\xe2\x82\xac\xef\xbf\xbd\xf0\x9f\x98\x80/", false));
 }
 
 TEST_F(Toggles, WhoseValueIsNotTrueOrFalseAreReportedWithLineAndValue) {
@@ -153,7 +156,8 @@ TEST_F(Toggles, OfAFileWithMalformedStringsAreReported) {
     EXPECT_EQ(reportOf("{\"a\\"), ":1: an unknown escape in a string");
     EXPECT_EQ(reportOf(R"({"\u12g4": 1})"), ":1: \\u without four hexadecimal digits");
     EXPECT_EQ(reportOf("{\"\\u12"), ":1: \\u without four hexadecimal digits");
-    for (const char* half : {R"(\ud800)", R"(\ud800\n)", R"(\ud800\u0041)", R"(\udc00)"}) {
+    for (const char* half :
+         {R"(\ud800)", R"(\ud800\n)", R"(\ud800\u0041)", R"(\ud800\ue000)", R"(\udc00)"}) {
         EXPECT_EQ(reportOf(std::string("{\"") + half + "\": 1}"),
                   ":1: half of a surrogate pair in a string");
     }
@@ -181,6 +185,16 @@ TEST_F(Toggles, OfAFileThatCannotBeReadAreReported) {
     std::filesystem::remove(path());
     std::filesystem::create_symlink("T.json", path());
     EXPECT_EQ(report(), ": cannot be read: Too many levels of symbolic links");
+}
+
+TEST_F(Toggles, OfAFileWhoseReadingFailsAreReported) {
+    // The memory of this process, of which the first page can never be read.
+    Toggle::toggleDirectoryIs("/proc/self");
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(getToggleState("mem", "Wanted", true));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "toggles: /proc/self/mem: cannot be read: Input/output error; 'Wanted' is on by "
+              "default\n");
 }
 
 TEST_F(Toggles, AreReportedOnceForEachFile) {

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <stdexcept>
@@ -41,10 +40,16 @@ TEST(TraceLevels, AreReadFromOneLevelAListOrARange) {
 TEST(TraceLevels, ThatAreMalformedAreRefusedWithTheWrongPart) {
     EXPECT_EQ(refusalOf("2,x,3"),
               "trace levels '2,x,3': 'x' is neither a level 0..9 nor a range such as 2-5");
-    for (const char* text :
-         {"", ",", "8,", ",8", "10", "5-2", "1-", "-1", "a", " 8", "0-10", "1--2", "3-x", "8;9"}) {
+    for (const char* text : {"", ",", "8,", ",8", "10", "5-2", "1-", "-1", "a", " 8", "0-10",
+                             "1--2", "3-x", "x-3", "3/5", "/", "8;9"}) {
         EXPECT_NE(refusalOf(text), "not refused") << text;
     }
+}
+
+TEST(TraceLevels, OfALevelThatThereIsNotAreNone) {
+    unsigned level = 9;
+    EXPECT_TRUE(Levels::of(level).contains(9));
+    EXPECT_EQ(Levels::of(++level), Levels());
 }
 
 TEST(TraceLevels, OfAHandleAreSetByItsName) {
@@ -112,16 +117,16 @@ class TraceEnvironmentDeathTest : public testing::Test {
 
 TEST_F(TraceEnvironmentDeathTest, EnablesTheLevelsThatItNames) {
     setenv("IRBMC_TRACE", "EnvA/2,3;EnvB/8", 1);
-    EXPECT_EXIT(_exit(exitStatusFor(Handle::get("EnvA").levels() == Levels::parse("2,3") &&
-                                    Handle::get("EnvB").levels() == Levels::of(8) &&
-                                    Handle::get("EnvC").levels() == Levels())),
+    EXPECT_EXIT(std::exit(exitStatusFor(Handle::get("EnvA").levels() == Levels::parse("2,3") &&
+                                        Handle::get("EnvB").levels() == Levels::of(8) &&
+                                        Handle::get("EnvC").levels() == Levels())),
                 testing::ExitedWithCode(0), "^$");
 }
 
 TEST_F(TraceEnvironmentDeathTest, IsReportedOnceWhereItIsMalformedAndTheRestHolds) {
     setenv("IRBMC_TRACE", "EnvA/x EnvB/8 junk", 1);
-    EXPECT_EXIT(_exit(exitStatusFor(Handle::get("EnvA").levels() == Levels() &&
-                                    Handle::get("EnvB").levels() == Levels::of(8))),
+    EXPECT_EXIT(std::exit(exitStatusFor(Handle::get("EnvA").levels() == Levels() &&
+                                        Handle::get("EnvB").levels() == Levels::of(8))),
                 testing::ExitedWithCode(0),
                 "^trace: malformed in IRBMC_TRACE: 'EnvA/x': trace levels 'x': 'x' is neither a "
                 "level 0..9 nor a range such as 2-5; 'junk' is not NAME/LEVELS\n$");

@@ -2,6 +2,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -219,6 +221,22 @@ TEST_F(TraceRingFile, OfAnotherVersionOrByteOrderOrWithADamagedHeaderIsAnError) 
     EXPECT_EQ(refusalWith(8, 2), "version 2, not 1");
     EXPECT_EQ(refusalWith(12, 9), "written by a machine of another byte order, or damaged");
     EXPECT_EQ(refusalWith(17, 1), "damaged header");
+}
+
+TEST_F(TraceRingFile, OfAnImpossibleSizeIsAnErrorThoughItsChecksumIsRight) {
+    makeRing(path_, 16, 3);
+    std::string bytes = content(path_);
+    for (const std::uint32_t slots : {17u, Trace::ringMaxSlots * 2}) {
+        Trace::RingIdentity identity{};
+        std::memcpy(&identity, bytes.data(), sizeof identity);
+        identity.slotCount = slots;
+        std::array<std::uint64_t, sizeof identity / 8> words{};
+        std::memcpy(words.data(), &identity, sizeof identity);
+        words.back() = Trace::ringChecksum(words.data(), words.size() - 1);
+        std::memcpy(bytes.data(), words.data(), sizeof identity);
+        contentIs(path_, bytes);
+        EXPECT_EQ(refusalOf(path_), "trace ring " + path_ + ": damaged header");
+    }
 }
 
 TEST_F(TraceRingFile, ThatWasCutOffGivesTheRecordsThatAreThere) {

@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <optional>
 #include <regex>
 #include <stdexcept>
@@ -152,6 +155,16 @@ TEST(TraceText, GoesToStandardErrorByDefault) {
         R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z TraceText\.GoesToStandardErrorByDefault/3 )"
         R"(handlePegDrStatus \|  PEG DR change, VLAN: 10\n)");
     EXPECT_TRUE(std::regex_match(line, expected)) << line;
+}
+
+TEST(TraceText, IsDroppedWhereStandardErrorIsClosed) {
+    testHandle().levelsIs(Levels::of(3));
+    const int kept = dup(STDERR_FILENO);
+    close(STDERR_FILENO);
+    TRACE(testHandle(), 3, "f", "{}", 1u);
+    EXPECT_EQ(fcntl(STDERR_FILENO, F_GETFD), -1) << "something took its place";
+    dup2(kept, STDERR_FILENO);
+    close(kept);
 }
 
 TEST(TraceText, OnStandardErrorIsOneLineWhateverAValueHolds) {

@@ -34,6 +34,7 @@ TEST(IpGenAddr, TheZeroAddressOfEitherFamilyIsAnySource) {
     EXPECT_FALSE(address("::").isSpecificSource());
     EXPECT_EQ(address("::"), IpGenAddr::zero(IpGenAddr::Family::ipv6));
     EXPECT_TRUE(address("::1").isSpecificSource());
+    EXPECT_FALSE(address("::1").isUnspecified());
 }
 
 TEST(IpGenAddr, AnAddressOfNoFamilyIsNeitherUnspecifiedNorASourceAndEqualsNoOther) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -9,8 +10,11 @@
 #include "L3/VrfName.h"
 #include "Multicast/Tunnel/McastTunnelIntfId.h"
 #include "Ondel/VlanIntfId.h"
+#include "Rix/Collection.h"
 #include "Rix/RangeError.h"
 #include "Routing/Gmp/Tessel/Membership.h"
+#include "Routing/Gmp/Tessel/MembershipChange.h"
+#include "Routing/Gmp/Tessel/TableChange.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 #include "Routing/Multicast/PegDrRole.h"
 
@@ -147,6 +151,65 @@ TEST(VrfApp, IsHashedWithItsSeedAndComparedFieldByField) {
     EXPECT_NE(red.hash(1), red.hash(2));
     EXPECT_NE(red, (VrfApp{L3::VrfName("red"), App::gmp}));
     EXPECT_NE(red, (VrfApp{L3::VrfName("blue"), App::irb}));
+}
+
+TEST(VlanId, IsPrintedAsANumberAlsoWhereItIsAbsent) {
+    std::ostringstream text;
+    text << Bridging::VlanId(10) << ' ' << Bridging::VlanId::Optional() << ' '
+         << Bridging::VlanId::Optional(Bridging::VlanId(20));
+    EXPECT_EQ(text.str(), "10 0 20");
+}
+
+TEST(VrfApp, IsPrintedAsTheNameOfItsStatus) {
+    using namespace Routing::Gmp::Tessel;
+    std::ostringstream text;
+    text << VrfApp{L3::VrfName("red"), App::gmp} << ' ' << L3::VrfName("blue") << ' ' << App{9};
+    EXPECT_EQ(text.str(), "red.gmp blue app9");
+}
+
+TEST(IntfId, IsOrderedByKindAndNumber) {
+    EXPECT_LT(Ondel::IntfId("vlan9"), Ondel::IntfId("vlan10"));
+    EXPECT_GT(Ondel::IntfId("vlan10"), Ondel::IntfId("vlan9"));
+}
+
+TEST(IntfId, OnlyALocalPortHasANameOfItsOwn) {
+    EXPECT_EQ(Ondel::IntfId("swp1").portName(), "swp1");
+    EXPECT_EQ(Ondel::IntfId("vlan10").portName(), "");
+}
+
+TEST(Values, OfManyKeysAreFoundInACollection) {
+    Rix::Collection<Bridging::VlanId, int> vlans;
+    Rix::Collection<Ondel::IntfId, int> intfs;
+    Rix::Collection<Ondel::IpGenAddr, int> addresses;
+    Rix::Collection<L3::VrfName, int> vrfs;
+    for (int i = 1; i <= 100; ++i) {
+        const std::string number = std::to_string(i);
+        vlans.valueIs(Bridging::VlanId(static_cast<std::uint32_t>(i)), i);
+        intfs.valueIs(Ondel::IntfId("swp" + number), i);
+        addresses.valueIs(*Ondel::IpGenAddr::parse("10.0.0." + number), i);
+        vrfs.valueIs(L3::VrfName("vrf" + number), i);
+    }
+    EXPECT_EQ(vlans.get(Bridging::VlanId(77)), 77);
+    EXPECT_EQ(intfs.get(Ondel::IntfId("swp77")), 77);
+    EXPECT_EQ(addresses.get(*Ondel::IpGenAddr::parse("10.0.0.77")), 77);
+    EXPECT_EQ(vrfs.get(L3::VrfName("vrf77")), 77);
+    EXPECT_EQ(vrfs.get(L3::VrfName("vrf101")), 0);
+}
+
+TEST(Changes, AreEqualWhereEveryPartOfThemIs) {
+    using namespace Routing::Gmp::Tessel;
+    const MembershipChange change{{L3::VrfName("red"), App::irb}, {}, FilterMode::include, {}};
+    MembershipChange other = change;
+    EXPECT_EQ(other, change);
+    other.before = FilterMode::exclude;
+    EXPECT_NE(other, change);
+    other = change;
+    other.status.app = App::gmp;
+    EXPECT_NE(other, change);
+    EXPECT_NE((TableChange{TableChange::Kind::statusAdded, change}),
+              (TableChange{TableChange::Kind::membership, change}));
+    EXPECT_EQ((TableChange{TableChange::Kind::membership, change}),
+              (TableChange{TableChange::Kind::membership, change}));
 }
 
 TEST(Membership, TheDefaultRecordHasFilterModeZero) {

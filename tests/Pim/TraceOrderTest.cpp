@@ -74,6 +74,7 @@ TEST_F(TraceOrder, BeforeTheMachineIsInitializedNoPimInterfaceIsLookedAt) {
 }
 
 TEST_F(TraceOrder, ChangesOfTheFabricAreTimedFromBeforeTheirFirstMessage) {
+    include(S1);
     start();
     forget();
     std::set<std::string> timed;
@@ -87,9 +88,10 @@ TEST_F(TraceOrder, ChangesOfTheFabricAreTimedFromBeforeTheirFirstMessage) {
     join(20, G, S1, "swp1");
     pegDr(10, 1);
     sbd("red", 10);
+    rebind("vlan10", "blue");
     EXPECT_THAT(timed, IsSupersetOf({"handlePegDrStatus", "handleVxlanVrfToSbdVlan",
                                      "handleMplsVrfToSbdVlan", "handleSbdVlanToVrf",
-                                     "handleVlanMembership"}));
+                                     "handleVlanMembership", "updateVrfName"}));
 }
 
 TEST_F(TraceOrder, TheRefreshOfAVlanWithoutAVrfIsTimedToo) {
@@ -98,6 +100,15 @@ TEST_F(TraceOrder, TheRefreshOfAVlanWithoutAVrfIsTimedToo) {
     forget();
     vlan(20)->updateGmpStatus(false);
     EXPECT_THAT(blocks(), Contains(testing::EndsWith("::updateGmpStatus(bool)")));
+}
+
+TEST_F(TraceOrder, AVrfThatIsSetAgainIsNoEventAndNotTimed) {
+    include(S1);
+    start();
+    forget();
+    vlan(10)->updateVrfName(vrf("red"));
+    EXPECT_THAT(blocks(), IsEmpty());
+    EXPECT_THAT(trace(), IsEmpty());
 }
 
 }  // namespace

@@ -116,6 +116,15 @@ TEST_F(TrackerLife, AVlanWithoutAVrfLeavesTheEntriesOfTheNamelessVrfAlone) {
     EXPECT_EQ(before.size(), 2u);
 }
 
+TEST_F(TrackerLife, AVrfWhoseSbdVlanCannotBeOneLeavesTheVlanInItsOwn) {
+    toggles(false, true);
+    start();
+    EXPECT_NE(errorOf([&] { enabledStatus->vrfToSBDVlanIs(vrf("blue"), 5000); }), "");
+    EXPECT_NE(errorOf([&] { vlan(10)->updateVrfName(vrf("blue")); }), "");
+    EXPECT_EQ(vlan(10)->vrfName(), vrf("red"));
+    EXPECT_EQ(vlan(10)->gmpVrfApp().vrfName, vrf("red"));
+}
+
 TEST_F(TrackerLife, ASourcesTrackerWithoutARecordWritesNothing) {
     forget();
     const auto tracker = Lumo::make<SourceTracker>(nullptr, group().get());

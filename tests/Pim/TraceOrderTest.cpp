@@ -83,15 +83,17 @@ TEST_F(TraceOrder, ChangesOfTheFabricAreTimedFromBeforeTheirFirstMessage) {
         const Texts all = blocks();
         const std::string block = all.empty() ? "" : all.back();
         if (block.starts_with("BEGIN ") && block.find("::" + function + "(") != std::string::npos)
-            timed.insert(function);
+            timed.emplace(record.text);
     });
     join(20, G, S1, "swp1");
     pegDr(10, 1);
     sbd("red", 10);
     rebind("vlan10", "blue");
-    EXPECT_THAT(timed, IsSupersetOf({"handlePegDrStatus", "handleVxlanVrfToSbdVlan",
-                                     "handleMplsVrfToSbdVlan", "handleSbdVlanToVrf",
-                                     "handleVlanMembership", "updateVrfName"}));
+    EXPECT_THAT(timed,
+                IsSupersetOf({" PEG DR change, VLAN: 10", "handleVxlanVrfToSbdVlan( red )",
+                              "handleMplsVrfToSbdVlan( red )", "SBD VLAN to VRF change, VLAN: 10",
+                              "Added VLAN :20",
+                              "updateVrfName( 10 ), old name: red, new name: blue vlan is 10"}));
 }
 
 TEST_F(TraceOrder, TheRefreshOfAVlanWithoutAVrfIsTimedToo) {

@@ -60,6 +60,7 @@ TEST_F(TraceOrder, TheStartIsTracedBeforeTheMachineCountsAsInitialized) {
 }
 
 TEST_F(TraceOrder, ChangesOfInterfacesAreTimedBeforeTheMachineIsInitialized) {
+    forget();
     start();
     EXPECT_THAT(blocks(), Contains("BEGIN void Irb::Multicast::Ingress::MembershipJoinStatusSm::"
                                    "handleL3IntfStatus(Ondel::IntfId)"));

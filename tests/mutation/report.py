@@ -46,7 +46,8 @@ it cannot matter. The command fails on a survivor that is not listed, and on a l
 and writes this page.
 
 The last result, of {today}: {len(results)} mutants, of which {compiled} compile; {killed} of these
-die, and {compiled - killed} survive, each for one of the reasons below.
+die, and {compiled - killed} survive, each for one of the reasons below. A run of a part of them
+replaces the results of that part.
 
 A mutant meets the tests of its own file first, then the other tests of `tests/Pim`, then random
 events beside the independent model, 10,000 for each setting of the toggles. The tests of faults from

@@ -107,12 +107,7 @@ void overwrite(benchmark::State& state) {
     auto& filled = Filled<Store>::of(countOf(state));
     for (auto _ : state) {
         ++filled.round;
-        time(state, filled.count, [&] {
-            for (std::uint64_t i = 0; i < filled.count; ++i) {
-                const RouteIntfKey key = keyOf(shuffled(i, filled.count));
-                filled.store->put({key, modeOf(key, filled.round)});
-            }
-        });
+        time(state, filled.count, [&] { filled.fill(); });
     }
 }
 
@@ -283,12 +278,7 @@ void overwriteWhileRead(benchmark::State& state) {
     }
     for (auto _ : state) {
         ++filled.round;
-        time(state, filled.count, [&] {
-            for (std::uint64_t i = 0; i < filled.count; ++i) {
-                const RouteIntfKey key = keyOf(shuffled(i, filled.count));
-                filled.store->put({key, modeOf(key, filled.round)});
-            }
-        });
+        time(state, filled.count, [&] { filled.fill(); });
     }
     if (reader == 0) return;
     kill(reader, SIGKILL);

@@ -1,32 +1,29 @@
 #pragma once
 
-#include <chrono>
+#include <rapidcheck.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 
-#include "model/Generator.h"
 #include "model/Trial.h"
 
 namespace model {
 
-/// Many random trials, one after the other, each with a mix of its own. Each is determined by its
-/// own seed, which is drawn from the campaign's.
+/// Random sequences of events, made by RapidCheck, each a trial.
 struct Campaign {
     Toggles toggles;
-    std::uint64_t seed = 0;
-    std::size_t maxEvents = SIZE_MAX;
-    std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
 
-    // Results.
-    std::size_t trials = 0;
+    // Results, of all runs together.
+    std::size_t sequences = 0;
     std::size_t events = 0;
-    std::size_t undecided = 0;  ///< trials cut short, see Trial::isUndecided
+    std::size_t undecided = 0;  ///< sequences cut short, see Trial::isUndecided
 
-    /// Runs until enough events have happened, or the time is over. The first difference ends it,
-    /// shrunk.
-    std::optional<Difference> run(const SubjectMaker& makeSubject);
+    /// The first difference ends it, shrunk.
+    /// \throws std::runtime_error if RapidCheck could not do its work, with what it says
+    std::optional<Difference> run(const SubjectMaker& makeSubject,
+                                  const rc::detail::TestParams& params);
 };
 
 /// Where a recording of the difference was saved, for a message: a new file among the temporary
@@ -35,8 +32,5 @@ std::string saved(const std::string& recording, std::uint64_t seed);
 
 /// The number in an environment variable, or nothing.
 std::optional<std::uint64_t> environmentNumber(const char* name);
-
-/// The seed to begin with: that of IRBMC_SEED, or a random one.
-std::uint64_t campaignSeed();
 
 }  // namespace model

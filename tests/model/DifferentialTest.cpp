@@ -1,6 +1,5 @@
 // The machine against the model: random sequences of events, and every sequence of a few.
-// IRBMC_LONG_SECONDS makes each test run that long; IRBMC_EVENTS says how many random events there
-// are otherwise; IRBMC_SEED repeats a run.
+// IRBMC_LONG_SECONDS makes each test run that long; RapidCheck's RC_PARAMS repeats random events.
 #include <gtest/gtest.h>
 
 #include <iostream>
@@ -12,6 +11,7 @@
 #include "model/Campaign.h"
 #include "model/EngineSubject.h"
 #include "model/Exploration.h"
+#include "model/Sequences.h"
 #include "model/TinyUniverses.h"
 
 namespace model {
@@ -19,7 +19,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t eventsInCi = 250'000;
+constexpr std::size_t batchesInCi = 3;  // of RapidCheck's hundred sequences each, 85,000 events
 constexpr std::size_t transitionsInCi = 4'000;
 
 /// The end of one of several equal parts of a long run; nothing if this is no long run.
@@ -45,37 +45,33 @@ class DifferentialTest : public testing::TestWithParam<Toggles> {
   protected:
     SubjectMaker machines() { return engineSubjects(IRBMC_MACHINE_LIBRARY, GetParam()); }
 
-    void expectNone(const std::optional<Difference>& found, std::uint64_t seed) {
+    void expectNone(const std::optional<Difference>& found, std::uint64_t number) {
         if (!found) return;
         const std::string lines = recording(*found, GetParam());
-        FAIL() << "model and machine differ; recording " << saved(lines, seed) << ":\n"
+        FAIL() << "model and machine differ; recording " << saved(lines, number) << ":\n"
                << lines << found->what;
     }
 };
 
 TEST_P(DifferentialTest, RandomEventsEndAlike) {
-    Campaign campaign;
-    campaign.toggles = GetParam();
-    campaign.seed = campaignSeed();
-    if (const auto deadline = longDeadline()) {
-        campaign.deadline = *deadline;
-    } else {
-        campaign.maxEvents = environmentNumber("IRBMC_EVENTS").value_or(eventsInCi);
+    Campaign campaign{GetParam()};
+    rc::detail::TestParams params = rc::detail::configuration().testParams;
+    const auto deadline = longDeadline();
+    for (std::size_t batch = 0; deadline ? Clock::now() < *deadline : batch < batchesInCi;
+         ++batch) {
+        expectNone(campaign.run(machines(), params), params.seed);
+        if (HasFatalFailure()) return;
+        ++params.seed;
     }
-    std::cout << "IRBMC_SEED=" << campaign.seed << std::endl;
-    const auto found = campaign.run(machines());
-    std::cout << campaign.events << " events in " << campaign.trials << " trials, "
+    std::cout << campaign.events << " events in " << campaign.sequences << " sequences, "
               << campaign.undecided << " of them cut short" << std::endl;
-    expectNone(found, campaign.seed);
 }
 
 TEST_P(DifferentialTest, NoObjectOutlivesATrial) {
     const auto before = liveObjects();
-    Campaign campaign;
-    campaign.toggles = GetParam();
-    campaign.seed = campaignSeed();
-    campaign.maxEvents = 5'000;
-    expectNone(campaign.run(machines()), campaign.seed);
+    rc::detail::TestParams params = rc::detail::configuration().testParams;
+    params.maxSuccess = 5;
+    expectNone(Campaign{GetParam()}.run(machines(), params), params.seed);
     EXPECT_EQ(liveObjects(), before);
 }
 
@@ -101,14 +97,9 @@ TEST_P(DifferentialTest, EverySequenceOfTinyUniversesEndsAlike) {
 TEST(Recording, EveryEventReadsBackAsTheOneThatWasCompared) {
     const Universe universe = Universe::small();
     std::set<Op> seen;
+    const auto sequence = sequences(universe, {});
     for (std::uint64_t seed = 0; seed < 100; ++seed) {
-        Random random(seed);
-        const Mix mix = Mix::drawn(random);
-        Generator generator(universe, mix, random);
-        Model model;
-        for (int i = 0; i < 100; ++i) {
-            const Event event = generator.next(model);
-            model.apply(event);
+        for (const Event& event : sequence(rc::Random(seed), 15).value()) {
             seen.insert(event.op);
             ASSERT_TRUE(Irbmc::Replay::readEvent(toJson(event)) == toReplay(event))
                 << toJson(event);

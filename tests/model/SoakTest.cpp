@@ -12,6 +12,7 @@
 #include "model/Campaign.h"
 #include "model/EngineSubject.h"
 #include "model/Events.h"
+#include "model/Generator.h"
 
 namespace model {
 namespace {
@@ -70,7 +71,7 @@ class Fabric {
   public:
     Fabric(std::uint64_t seed, const SubjectMaker& makeSubject)
         : universe_(Universe::fabric()),
-          generator_(universe_, Mix::everyday(), Random(seed)),
+          generator_(universe_, Mix::everyday(), Random(rc::Random(seed))),
           subject_(makeSubject()) {}
 
     /// Whether model and machine hold the same table at the end of the day, and in the evening.
@@ -111,8 +112,7 @@ class Fabric {
 };
 
 TEST(Soak, AFabricsLifeLeavesTheTableRightAndTakesNoMoreMemory) {
-    const std::uint64_t seed = campaignSeed();
-    std::cout << "IRBMC_SEED=" << seed << std::endl;
+    const std::uint64_t seed = rc::detail::configuration().testParams.seed;
     const auto seconds = environmentNumber("IRBMC_LONG_SECONDS");
     const auto deadline = Clock::now() + std::chrono::seconds(seconds.value_or(0));
     Fabric fabric(seed, [] {

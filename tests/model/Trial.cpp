@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "model/Events.h"
+#include "model/Sequences.h"
 #include "model/Text.h"
 
 namespace model {
@@ -110,80 +111,13 @@ std::optional<Difference> tryEvents(const SubjectMaker& makeSubject, Toggles tog
     return std::nullopt;
 }
 
-namespace {
-
-/// Plainer forms of an event, the plainest first.
-std::vector<Event> plainer(const Event& event) {
-    std::vector<Event> forms;
-    const auto add = [&](auto change) {
-        Event form = event;
-        change(form);
-        if (toJson(form) != toJson(event)) forms.push_back(std::move(form));
-    };
-    add([](Event& e) { e.groups.clear(); });
-    add([](Event& e) { e.sources.clear(); });
-    add([](Event& e) { e.include.clear(); });
-    add([](Event& e) { e.exclude.clear(); });
-    add([](Event& e) { e.intfs.clear(); });
-    add([](Event& e) { e.vrfToSbd.clear(); });
-    add([](Event& e) { e.sbdToVrf.clear(); });
-    add([](Event& e) { e.without = 0; });
-    add([](Event& e) { e.app = e.domain = 1; });
-    add([](Event& e) {
-        if (e.op == Op::start) e.name = "default";
-    });
-    for (std::size_t i = 0; i < event.groups.size(); ++i) {
-        add([i](Event& e) { e.groups.erase(e.groups.begin() + static_cast<std::ptrdiff_t>(i)); });
-        add([i](Event& e) { e.groups[i].sources.clear(); });
-    }
-    for (std::size_t i = 0; i < event.sources.size(); ++i) {
-        add([i](Event& e) { e.sources.erase(e.sources.begin() + static_cast<std::ptrdiff_t>(i)); });
-    }
-    return forms;
-}
-
-/// Takes away runs of events, long ones first, as long as a difference remains.
-bool dropEvents(const SubjectMaker& makeSubject, Toggles toggles, Difference& best) {
-    bool any = false;
-    for (std::size_t length = std::max<std::size_t>(best.events.size() / 2, 1); length > 0;
-         length /= 2) {
-        for (std::size_t at = 0; at + length <= best.events.size();) {
-            std::vector<Event> fewer = best.events;
-            const auto from = fewer.begin() + static_cast<std::ptrdiff_t>(at);
-            fewer.erase(from, from + static_cast<std::ptrdiff_t>(length));
-            if (auto found = tryEvents(makeSubject, toggles, fewer)) {
-                best = std::move(*found);
-                any = true;
-            } else {
-                at += length;
-            }
-        }
-    }
-    return any;
-}
-
-bool simplifyEvents(const SubjectMaker& makeSubject, Toggles toggles, Difference& best) {
-    bool any = false;
-    for (std::size_t at = 0; at < best.events.size(); ++at) {
-        for (const Event& form : plainer(best.events[at])) {
-            std::vector<Event> events = best.events;
-            events[at] = form;
-            if (auto found = tryEvents(makeSubject, toggles, events)) {
-                best = std::move(*found);
-                any = true;
-                break;
-            }
-        }
-    }
-    return any;
-}
-
-}  // namespace
-
 Difference shrunk(const SubjectMaker& makeSubject, Toggles toggles, Difference difference) {
-    while (dropEvents(makeSubject, toggles, difference) ||
-           simplifyEvents(makeSubject, toggles, difference)) {
-    }
+    const auto differs = [&](const std::vector<Event>& events) {
+        auto found = tryEvents(makeSubject, toggles, events);
+        if (found) difference = std::move(*found);
+        return found.has_value();
+    };
+    rc::shrinkable::findLocalMin(shrinkable(difference.events), differs);
     return difference;
 }
 

@@ -4,7 +4,7 @@
 
 #include "model/Events.h"
 #include "model/Exploration.h"
-#include "model/Generator.h"
+#include "model/Sequences.h"
 #include "model/TinyUniverses.h"
 #include "model/Trial.h"
 
@@ -37,25 +37,14 @@ SubjectMaker faulty(ModelSubject::Fault fault) {
     return [fault = std::move(fault)] { return std::make_unique<ModelSubject>(fault); };
 }
 
-std::vector<Event> generated(std::uint64_t seed, std::size_t length) {
+std::vector<Event> generated(std::uint64_t seed) {
     static const Universe universe = Universe::small();
-    Random random(seed);
-    const Mix mix = Mix::drawn(random);
-    Generator generator(universe, mix, random);
-    std::vector<Event> events = generator.plan();
-    Model model;
-    for (const Event& event : events)
-        model.apply(event);
-    while (events.size() < length) {
-        events.push_back(generator.next(model));
-        model.apply(events.back());
-    }
-    return events;
+    return sequences(universe, {})(rc::Random(seed), 20).value();
 }
 
 TEST(Trial, AModelAgreesWithItself) {
     for (std::uint64_t seed = 0; seed < 200; ++seed) {
-        const auto found = tryEvents(faulty({}), {}, generated(seed, 100));
+        const auto found = tryEvents(faulty({}), {}, generated(seed));
         ASSERT_FALSE(found) << "seed " << seed << "\n" << found->what;
     }
 }
@@ -111,7 +100,7 @@ TEST(Trial, ADifferenceShrinksToTheEventsThatItNeeds) {
     });
     std::optional<Difference> found;
     for (std::uint64_t seed = 0; !found; ++seed)
-        found = tryEvents(fault, {}, generated(seed, 300));
+        found = tryEvents(fault, {}, generated(seed));
     const Difference small = shrunk(fault, {}, *found);
     EXPECT_LE(small.events.size(), 5u) << recording(small, {});
     EXPECT_TRUE(tryEvents(fault, {}, small.events));

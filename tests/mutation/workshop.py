@@ -19,7 +19,7 @@ PATIENCE = 600  # in seconds of the clock: who waits for longer waits for ever
 MEMORY = 2 << 30
 SLOW = "Faults.*"  # left out: they take longer than all others
 DIFFERENTIAL = "*RandomEventsEndAlike*"
-EVENTS = {"IRBMC_SEED": "1", "IRBMC_EVENTS": "10000"}
+EVENTS = {"RC_PARAMS": "seed=1 max_success=4"}
 
 
 class Workshop:

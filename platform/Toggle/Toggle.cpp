@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Rix/FileDescriptor.h"
 #include "Toggle/ToggleFile.h"
 #include "Toggle/ToggleFileError.h"
 #include "Toggle/Toggles.h"
@@ -22,28 +23,13 @@ namespace {
     throw std::system_error(error, std::generic_category(), "cannot be read");
 }
 
-/// A file descriptor that is closed on every way out.
-class Descriptor {
-  public:
-    explicit Descriptor(int number) : number_(number) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
-    }
-    int number() const { return number_; }
-
-  private:
-    const int number_;
-};
-
 /// The file's text, or nothing if there is no such file.
 /// @throws std::runtime_error saying what is wrong, without the file's name
 std::optional<std::string> contentOf(const std::string& path) {
     // Not blocking: a pipe of that name must not stop the process.
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (file.number() < 0 && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
-    if (file.number() < 0) failReading(errno);
+    const Rix::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!file.isOpen() && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
+    if (!file.isOpen()) failReading(errno);
     struct stat status {};
     if (::fstat(file.number(), &status) != 0) failReading(errno);
     if (!S_ISREG(status.st_mode)) throw std::runtime_error("is not a file");

@@ -13,6 +13,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Rix/FileDescriptor.h"
 #include "Trace/Clock.h"
 #include "Trace/RingSites.h"
 
@@ -36,26 +37,12 @@ std::uint16_t threadNumber() noexcept {
     throw std::system_error(error, std::generic_category(), what);
 }
 
-/// A file descriptor that is closed on every way out.
-class Descriptor {
-  public:
-    explicit Descriptor(int number) : number_(number) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (number_ >= 0) ::close(number_);
-    }
-    int number() const { return number_; }
-
-  private:
-    const int number_;
-};
-
 /// A file of `bytes` zeros, mapped. All of its space is taken at once: a disk that is full must be
 /// known now and not when a message is written.
 void* newMapping(const std::string& path, std::size_t bytes) {
-    const Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0640));
-    if (file.number() < 0) fail(errno, "trace ring " + path + ": cannot be created");
+    const Rix::FileDescriptor file(
+        ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0640));
+    if (!file.isOpen()) fail(errno, "trace ring " + path + ": cannot be created");
     if (const int error = ::posix_fallocate(file.number(), 0, static_cast<off_t>(bytes))) {
         ::unlink(path.c_str());
         fail(error, "trace ring " + path + ": no space for it");

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Rix/FileDescriptor.h"
 #include "Trace/Ring.h"
 #include "Trace/ValueTraits.h"
 
@@ -23,18 +24,15 @@ namespace {
 class RingFile {
   public:
     explicit RingFile(const std::string& path)
-        : path_(path), number_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
-        if (number_ < 0) fail(errno);
+        : path_(path), file_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)) {
+        if (!file_.isOpen()) fail(errno);
     }
-    RingFile(const RingFile&) = delete;
-    RingFile& operator=(const RingFile&) = delete;
-    ~RingFile() { ::close(number_); }
 
     /// Up to `size` bytes at `offset` into `to`; how many there were.
     std::size_t read(std::uint64_t offset, void* to, std::size_t size) const {
         std::size_t done = 0;
         while (done < size) {
-            const ssize_t got = ::pread(number_, static_cast<char*>(to) + done, size - done,
+            const ssize_t got = ::pread(file_.number(), static_cast<char*>(to) + done, size - done,
                                         static_cast<off_t>(offset + done));
             if (got < 0 && errno == EINTR) continue;
             if (got < 0) fail(errno);
@@ -46,7 +44,7 @@ class RingFile {
 
     std::uint64_t size() const {
         struct stat status {};
-        if (::fstat(number_, &status) != 0) fail(errno);
+        if (::fstat(file_.number(), &status) != 0) fail(errno);
         return static_cast<std::uint64_t>(status.st_size);
     }
 
@@ -60,7 +58,7 @@ class RingFile {
     }
 
     const std::string path_;
-    const int number_;
+    const Rix::FileDescriptor file_;
 };
 
 RingIdentity checkedIdentity(const RingFile& file) {

@@ -1,61 +1,11 @@
-// Memory runs out in a machine's life, at each allocation in turn: this program decides which of
-// its allocations fail.
+// Memory runs out in a machine's life, at each allocation in turn.
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstdlib>
-#include <new>
 
+#include "FailingMemory.h"
 #include "MembershipJoinStatusSm/SmTrace.h"
 #include "Pim/Life.h"
-
-namespace {
-
-/// What allocations do, and how many pieces of memory are in use.
-struct Memory {
-    /// Whether allocations are counted, and may fail.
-    bool isCounted = false;
-    /// How many more succeed; 0 for all.
-    std::uint64_t left = 0;
-    /// Whether all the others fail, too, once one did.
-    bool staysOut = false;
-    bool ranOut = false;
-    std::int64_t pieces = 0;
-
-    /// Whether the allocation that is asked for now fails.
-    bool fails() {
-        if (!isCounted || left == 0) return false;
-        if (left > 1) {
-            --left;
-            return false;
-        }
-        if (!staysOut) left = 0;
-        ranOut = true;
-        return true;
-    }
-};
-
-Memory memory;
-
-}  // namespace
-
-void* operator new(std::size_t bytes) {
-    if (memory.fails()) throw std::bad_alloc();
-    if (void* piece = std::malloc(bytes == 0 ? 1 : bytes)) {
-        ++memory.pieces;
-        return piece;
-    }
-    throw std::bad_alloc();
-}
-
-void operator delete(void* piece) noexcept {
-    if (piece != nullptr) --memory.pieces;
-    std::free(piece);
-}
-
-void operator delete(void* piece, std::size_t) noexcept {
-    operator delete(piece);
-}
 
 namespace Irb::Multicast::Ingress {
 namespace {

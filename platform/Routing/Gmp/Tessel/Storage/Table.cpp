@@ -145,11 +145,22 @@ std::uint16_t Table::freeStatusPlace() {
     return size;
 }
 
+/// Room for it comes first: a status does not give its pages back when it is not kept.
+StatusStore& Table::statusMake(std::uint16_t place, const VrfApp& key, std::uint64_t id) {
+    const auto room = statuses_.try_emplace(place).first;
+    try {
+        room->second = std::make_unique<StatusStore>(*this, place, key, id);
+    } catch (...) {
+        statuses_.erase(room);
+        throw;
+    }
+    return *room->second;
+}
+
 StatusStore& Table::statusAdd(const VrfApp& key) {
     const std::uint16_t place = freeStatusPlace();
     const std::uint64_t id = StatusIdentity::idOf(lastStatus_ + 1);
-    auto& status = *statuses_.emplace(place, std::make_unique<StatusStore>(*this, place, key, id))
-                        .first->second;
+    StatusStore& status = statusMake(place, key, id);
     // The entries of statuses that are gone stay readable as long as possible: readers of the log
     // learn the names of statuses from them.
     nextPlace_ = static_cast<std::uint16_t>(place + 1);

@@ -97,6 +97,7 @@ class Table {
     void openFreePages();
     /// A place for a new status, its page there.
     std::uint16_t freeStatusPlace();
+    StatusStore& statusMake(std::uint16_t place, const VrfApp& key, std::uint64_t id);
 
     std::optional<WriterLock> lock_;
     std::shared_ptr<TableFile> file_;

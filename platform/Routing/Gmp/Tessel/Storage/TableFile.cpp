@@ -27,9 +27,9 @@ std::size_t reserveFor(TableFile::Size size, PageNumber pages) {
     return size == TableFile::Size::growing ? mostReserved : fileBytes(pages);
 }
 
-struct stat statusOf(int fd, const std::string& path) {
+struct stat statusOf(const Rix::FileDescriptor& file, const std::string& path) {
     struct stat status {};
-    if (fstat(fd, &status) != 0) raiseSystemError(errno, path, "cannot be examined");
+    if (fstat(file.number(), &status) != 0) raiseSystemError(errno, path, "cannot be examined");
     return status;
 }
 
@@ -43,27 +43,22 @@ void raiseSystemError(int error, const std::string& path, const char* attempt) {
     throw std::system_error(error, std::generic_category(), path + ": " + attempt);
 }
 
-TableFile::TableFile(int fd, std::string path, Access access, std::size_t reserve)
-    : fd_(fd), path_(std::move(path)) {
-    try {
-        const struct stat status = statusOf(fd_, path_);
-        if (!S_ISREG(status.st_mode)) raiseSystemError(EINVAL, path_, "is not a regular file");
-        pages_ = wholePages(status);
-        // A hole in the file would be found out by a signal, long after this.
-        if (access == Access::write && status.st_blocks * 512 < status.st_size) {
-            if (const int error = posix_fallocate(fd_, 0, status.st_size)) {
-                raiseSystemError(error, path_, "cannot get its memory");
-            }
+TableFile::TableFile(Rix::FileDescriptor file, std::string path, Access access, std::size_t reserve)
+    : file_(std::move(file)), path_(std::move(path)) {
+    const struct stat status = statusOf(file_, path_);
+    if (!S_ISREG(status.st_mode)) raiseSystemError(EINVAL, path_, "is not a regular file");
+    pages_ = wholePages(status);
+    // A hole in the file would be found out by a signal, long after this.
+    if (access == Access::write && status.st_blocks * 512 < status.st_size) {
+        if (const int error = posix_fallocate(file_.number(), 0, status.st_size)) {
+            raiseSystemError(error, path_, "cannot get its memory");
         }
-        map(access, reserve);
-    } catch (...) {
-        close(fd_);
-        throw;
     }
+    map(access, reserve);
 }
 
 TableFile::TableFile(TableFile&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)),
+    : file_(std::move(other.file_)),
       path_(std::move(other.path_)),
       named_(other.named_),
       base_(std::exchange(other.base_, nullptr)),
@@ -72,29 +67,28 @@ TableFile::TableFile(TableFile&& other) noexcept
 
 TableFile::~TableFile() {
     if (base_ != nullptr) munmap(base_, reserved_);
-    if (fd_ >= 0) close(fd_);
 }
 
 TableFile TableFile::open(const std::filesystem::path& path, Access access, Size size) {
     const int flags = access == Access::write ? O_RDWR : O_RDONLY;
-    const int fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) raiseSystemError(errno, path, "cannot be opened");
-    return {fd, path, access, reserveFor(size, 1)};
+    Rix::FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK));
+    if (!file.isOpen()) raiseSystemError(errno, path, "cannot be opened");
+    return {std::move(file), path, access, reserveFor(size, 1)};
 }
 
 TableFile TableFile::create(const std::filesystem::path& path, PageNumber pages, Size size) {
-    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0) raiseSystemError(errno, path, "cannot be created");
-    TableFile file(fd, path, Access::write, reserveFor(size, pages));
+    Rix::FileDescriptor made(::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    if (!made.isOpen()) raiseSystemError(errno, path, "cannot be created");
+    TableFile file(std::move(made), path, Access::write, reserveFor(size, pages));
     file.pagesIs(pages);
     return file;
 }
 
 TableFile TableFile::anonymous(PageNumber pages, Size size) {
     const std::string name = "anonymous GMP status table";
-    const int fd = memfd_create("gmp-status-table", MFD_CLOEXEC);
-    if (fd < 0) raiseSystemError(errno, name, "cannot be created");
-    TableFile file(fd, name, Access::write, reserveFor(size, pages));
+    Rix::FileDescriptor made(memfd_create("gmp-status-table", MFD_CLOEXEC));
+    if (!made.isOpen()) raiseSystemError(errno, name, "cannot be created");
+    TableFile file(std::move(made), name, Access::write, reserveFor(size, pages));
     file.named_ = false;
     file.pagesIs(pages);
     return file;
@@ -104,7 +98,8 @@ void TableFile::map(Access access, std::size_t reserve) {
     const int protection = access == Access::write ? PROT_READ | PROT_WRITE : PROT_READ;
     const std::size_t least = std::max(std::min(leastReserved, reserve), fileBytes(pages_));
     for (std::size_t size = std::max(reserve, least);; size = std::max(size / 2, least)) {
-        void* const base = mmap(nullptr, size, protection, MAP_SHARED | MAP_NORESERVE, fd_, 0);
+        void* const base =
+            mmap(nullptr, size, protection, MAP_SHARED | MAP_NORESERVE, file_.number(), 0);
         if (base != MAP_FAILED) {
             base_ = static_cast<std::byte*>(base);
             reserved_ = size;
@@ -116,11 +111,11 @@ void TableFile::map(Access access, std::size_t reserve) {
 
 PageNumber TableFile::currentPages() const {
     const auto mapped = static_cast<PageNumber>(reserved_ / pageBytes);
-    return std::min(wholePages(statusOf(fd_, path_)), mapped);
+    return std::min(wholePages(statusOf(file_, path_)), mapped);
 }
 
 bool TableFile::isDeleted() const {
-    return named_ && statusOf(fd_, path_).st_nlink == 0;
+    return named_ && statusOf(file_, path_).st_nlink == 0;
 }
 
 void TableFile::pagesIs(PageNumber pages) {
@@ -134,9 +129,9 @@ void TableFile::pagesIs(PageNumber pages) {
         raiseSystemError(EFBIG, path_, "cannot grow");
     }
     const auto added = static_cast<off_t>(newBytes - oldBytes);
-    if (const int error = posix_fallocate(fd_, static_cast<off_t>(oldBytes), added)) {
+    if (const int error = posix_fallocate(file_.number(), static_cast<off_t>(oldBytes), added)) {
         // What was got of it is given back; the table needs none of it.
-        static_cast<void>(ftruncate(fd_, static_cast<off_t>(oldBytes)));
+        static_cast<void>(ftruncate(file_.number(), static_cast<off_t>(oldBytes)));
         raiseSystemError(error, path_, "cannot grow");
     }
     // Later writes meet no page fault. Only speed depends on it: older systems refuse.

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <string>
 
+#include "Rix/FileDescriptor.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
 
 namespace Routing::Gmp::Tessel::Storage {
@@ -53,11 +54,11 @@ class TableFile {
     void pathIs(const std::filesystem::path& path);
 
   private:
-    TableFile(int fd, std::string path, Access access, std::size_t reserve);
+    TableFile(Rix::FileDescriptor file, std::string path, Access access, std::size_t reserve);
     void map(Access access, std::size_t reserve);
     bool isDeleted() const;
 
-    int fd_ = -1;
+    Rix::FileDescriptor file_;
     std::string path_;
     bool named_ = true;
     std::byte* base_ = nullptr;

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <mutex>
@@ -43,36 +42,27 @@ WriterLock::WriterLock(const std::filesystem::path& directory) {
     if (stat(path.c_str(), &status) == 0 && held.files.contains({status.st_dev, status.st_ino})) {
         raiseBusy(path);
     }
-    const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    if (fd < 0) raiseSystemError(errno, path, "cannot be opened");
+    Rix::FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+    if (!file.isOpen()) raiseSystemError(errno, path, "cannot be opened");
     struct flock whole {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET;
-    if (fcntl(fd, F_SETLK, &whole) != 0) {
-        const int error = errno;
-        close(fd);
-        if (error == EAGAIN || error == EACCES) raiseBusy(path);
-        raiseSystemError(error, path, "cannot be locked");
+    if (fcntl(file.number(), F_SETLK, &whole) != 0) {
+        if (errno == EAGAIN || errno == EACCES) raiseBusy(path);
+        raiseSystemError(errno, path, "cannot be locked");
     }
-    if (fstat(fd, &status) != 0) {
-        const int error = errno;
-        close(fd);
-        raiseSystemError(error, path, "cannot be examined");
-    }
-    fd_ = fd;
+    if (fstat(file.number(), &status) != 0) raiseSystemError(errno, path, "cannot be examined");
     fileId_ = {status.st_dev, status.st_ino};
     held.files.insert(fileId_);
+    file_ = std::move(file);
 }
 
-WriterLock::WriterLock(WriterLock&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), fileId_(std::move(other.fileId_)) {}
-
 WriterLock::~WriterLock() {
-    if (fd_ < 0) return;
+    if (!file_.isOpen()) return;
     HeldLocks& held = HeldLocks::instance();
     const std::lock_guard guard(held.mutex);
     held.files.erase(fileId_);
-    close(fd_);
+    const Rix::FileDescriptor closed(std::move(file_));  // while nobody else takes the lock
 }
 
 }  // namespace Routing::Gmp::Tessel::Storage

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "Rix/FileDescriptor.h"
+
 namespace Routing::Gmp::Tessel::Storage {
 
 /// The right to write the table in a directory, held by at most one object on the machine. It ends
@@ -16,7 +18,7 @@ class WriterLock {
     /// @throws std::system_error if another process or object holds it (device_or_resource_busy),
     ///         or the file cannot be made
     explicit WriterLock(const std::filesystem::path& directory);
-    WriterLock(WriterLock&& other) noexcept;
+    WriterLock(WriterLock&&) noexcept = default;
     WriterLock(const WriterLock&) = delete;
     WriterLock& operator=(const WriterLock&) = delete;
     WriterLock& operator=(WriterLock&&) = delete;
@@ -26,7 +28,7 @@ class WriterLock {
     /// The file's device and inode.
     using FileId = std::pair<dev_t, ino_t>;
 
-    int fd_ = -1;
+    Rix::FileDescriptor file_;
     FileId fileId_{};
 };
 

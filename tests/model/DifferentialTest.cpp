@@ -41,6 +41,30 @@ std::uint64_t liveObjects() {
     return live;
 }
 
+/// The time that the depths of an exploration take. The next is taken to need as many times more
+/// than the last as that one needed more than the one before.
+class Deepening {
+  public:
+    /// Whether another depth will end before the deadline.
+    bool fits(Clock::time_point deadline) const {
+        const double growth = before_ > 0 ? last_ / before_ : 1;
+        const std::chrono::duration<double> left = deadline - Clock::now();
+        return last_ * growth < left.count();
+    }
+    void done() {
+        before_ = last_;
+        last_ = seconds() - total_;
+        total_ += last_;
+    }
+    double seconds() const { return std::chrono::duration<double>(Clock::now() - begin_).count(); }
+
+  private:
+    Clock::time_point begin_ = Clock::now();
+    double before_ = 0;
+    double last_ = 0;
+    double total_ = 0;
+};
+
 class DifferentialTest : public testing::TestWithParam<Toggles> {
   protected:
     SubjectMaker machines() { return engineSubjects(IRBMC_MACHINE_LIBRARY, GetParam()); }
@@ -81,16 +105,19 @@ TEST_P(DifferentialTest, EverySequenceOfTinyUniversesEndsAlike) {
         const std::string name = universe.name;
         const auto deadline = longDeadline(universes.size());
         Exploration exploration(std::move(universe), GetParam());
+        Deepening deepening;
         bool more = true;
-        while (more && (deadline ? Clock::now() < *deadline
+        while (more && (deadline ? deepening.fits(*deadline)
                                  : exploration.transitions() < transitionsInCi)) {
             more = exploration.deepen();
             expectNone(exploration.walk(machines()), exploration.depth());
             if (HasFatalFailure()) return;
+            deepening.done();
         }
         std::cout << name << ": depth " << exploration.depth() << (more ? "" : ", closed") << ", "
                   << exploration.states() << " states, " << exploration.transitions()
-                  << " transitions, " << exploration.walkedEvents() << " events" << std::endl;
+                  << " transitions, " << exploration.walkedEvents() << " events, "
+                  << deepening.seconds() << " s" << std::endl;
     }
 }
 

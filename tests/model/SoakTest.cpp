@@ -8,6 +8,7 @@
 #include <iostream>
 #include <vector>
 
+#include "FailingMemory.h"
 #include "Lumo/TypeData.h"
 #include "model/Campaign.h"
 #include "model/EngineSubject.h"
@@ -24,11 +25,13 @@ constexpr std::size_t daysInCi = 2;
 
 struct Memory {
     std::size_t heapBytes = 0;
+    std::int64_t pieces = 0;
     std::uint64_t objects = 0;
 
     static Memory now() {
         Memory memory;
         memory.heapBytes = mallinfo2().uordblks;
+        memory.pieces = ::memory.pieces;
         for (const Lumo::TypeData* type : Lumo::TypeData::types())
             memory.objects += type->allocations().live;
         return memory;
@@ -125,12 +128,13 @@ TEST(Soak, AFabricsLifeLeavesTheTableRightAndTakesNoMoreMemory) {
         ASSERT_TRUE(fabric.day()) << "day " << days;
         const Memory now = Memory::now();
         EXPECT_EQ(now.objects, first.objects) << "day " << days;
+        EXPECT_EQ(now.pieces, first.pieces) << "day " << days;
         // What containers keep in reserve varies a little.
         ASSERT_LE(now.heapBytes, first.heapBytes + 64 * 1024) << "day " << days;
     }
     std::cout << fabric.events() << " events in " << days << " days, " << fabric.most()
-              << " memberships at most, " << first.objects << " objects and " << first.heapBytes
-              << " bytes each evening" << std::endl;
+              << " memberships at most, " << first.objects << " objects and " << first.pieces
+              << " allocations of " << first.heapBytes << " bytes each evening" << std::endl;
 }
 
 }  // namespace

@@ -31,11 +31,10 @@ TinyUniverse sourcesOfOneGroup() {
     TinyUniverse all{"sources of one group", mplsPlan(), {}};
     all.prelude.push_back(start());
     for (const Mode mode : {Mode::include, Mode::exclude}) {
-        addBoth(all.events, 10, s1, "swp1", mode);
-        addBoth(all.events, 10, any, "swp1", mode);
+        for (const char* source : {any, s1, s2})
+            addBoth(all.events, 10, source, "swp1", mode);
+        addBoth(all.events, 10, s1, "mtunnel1", mode);
     }
-    addBoth(all.events, 10, s2, "swp1", Mode::exclude);
-    addBoth(all.events, 10, s1, "mtunnel1", Mode::include);
     Event replaced = ofJoin(Op::sourceSet, 10, addr(group), addr(s1));
     all.events.push_back(replaced);
     replaced.exclude = {Intf("swp1")};

@@ -127,9 +127,9 @@ TEST(Soak, AFabricsLifeLeavesTheTableRightAndTakesNoMoreMemory) {
     for (; seconds ? Clock::now() < deadline : days <= daysInCi; ++days) {
         ASSERT_TRUE(fabric.day()) << "day " << days;
         const Memory now = Memory::now();
-        EXPECT_EQ(now.objects, first.objects) << "day " << days;
-        EXPECT_EQ(now.pieces, first.pieces) << "day " << days;
-        // What containers keep in reserve varies a little.
+        ASSERT_EQ(now.objects, first.objects) << "day " << days;
+        // The runs of pages that are free in the table, and what containers keep in reserve, vary.
+        ASSERT_LE(now.pieces, first.pieces + 32) << "day " << days;
         ASSERT_LE(now.heapBytes, first.heapBytes + 64 * 1024) << "day " << days;
     }
     std::cout << fabric.events() << " events in " << days << " days, " << fabric.most()

@@ -21,7 +21,7 @@ struct Campaign {
     std::size_t undecided = 0;  ///< sequences cut short, see Trial::isUndecided
 
     /// The first difference ends it, shrunk.
-    /// \throws std::runtime_error if RapidCheck could not do its work, with what it says
+    /// @throws std::runtime_error if RapidCheck could not do its work, with what it says
     std::optional<Difference> run(const SubjectMaker& makeSubject,
                                   const rc::detail::TestParams& params);
 };

@@ -117,7 +117,7 @@ class Listed(unittest.TestCase):
     def testThePageCounts(self):
         mutant = mutants.Mutant("F.cpp", "f", "call dropped", 0, 1, "", "a();", "{}")
         rows = report.count([(mutant, "the model"), (mutant, "survived")], lambda m: m.kind)
-        self.assertIn("| call dropped | 2 | 0 | 0 | 0 | 1 | 0 | 1 |", report.table("fault", rows))
+        self.assertIn("| call dropped | 2 | 0 | 0 | 0 | 1 | 0 | 0 | 1 |", report.table("fault", rows))
 
 
 if __name__ == "__main__":

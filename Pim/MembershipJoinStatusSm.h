@@ -144,6 +144,14 @@ class MembershipJoinStatusSm final : public Lumo::Object<MembershipJoinStatusSm,
 
     /// Deletes what the inputs no longer justify from the table.
     void handleInitialized();
+    /// Brings the table back into line with the inputs, as a start over it would, while the machine
+    /// runs: for after a change that raised an error (the table found no room), whose reactions may
+    /// be missing. Follows what is not followed yet, writes what is missing and deletes what is not
+    /// wanted; what is right stays untouched for those who read the table. Does nothing once the
+    /// machine was reaped. May be called at any time, and again.
+    /// @throws the first error that it meets, after it did all else that can be done; nothing is
+    ///         deleted while the wishes of some VLAN are not known
+    void reconcile();
 
     /// @name The SBD VLAN of a VRF: VLAN 1, or 0 in the VXLAN domain, where there is none. @{
     Bridging::VlanId vrfNameToSbdVlan(const L3::VrfName& vrfName) const;
@@ -171,6 +179,9 @@ class MembershipJoinStatusSm final : public Lumo::Object<MembershipJoinStatusSm,
 
   private:
     void dispatchersAreSubscribedIs(bool subscribed);
+    void followInterfaces();
+    void followPim();
+    void followJoins();
     bool isStale(const Routing::Gmp::Tessel::VrfApp& key,
                  const Routing::Gmp::Tessel::Membership& membership);
     bool isNotNeeded(RixVlanMembership& tracker, const Gmp::GroupMembershipJoin& group,

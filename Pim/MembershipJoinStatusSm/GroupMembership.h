@@ -55,6 +55,8 @@ class MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership final
     bool requireStarG(const Ondel::IpGenAddr& skipSource) const;
     /// Writes or deletes the (*,G) membership, as requireStarG says.
     void updateStarG(const Ondel::IpGenAddr& skipSource);
+    /// Follows every source there is and no other, and writes their memberships again.
+    void reconcile();
     /// Deletes every membership that the group may have written.
     void handleGroupDel();
 

@@ -78,6 +78,11 @@ std::vector<Lumo::TypeData::Operation> operations() {
              ArgumentReader reader("gmpProxyStatusIs", arguments, 1);
              machine(o).gmpProxyStatusIs(reader.reference<const GmpProxyStatus>());
          }},
+        {"reconcile",
+         [](Node& o, Arguments arguments) {
+             const ArgumentReader reader("reconcile", arguments, 0);
+             machine(o).reconcile();
+         }},
     };
 }
 

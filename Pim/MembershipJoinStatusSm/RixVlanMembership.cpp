@@ -146,18 +146,23 @@ void RixVlanMembership::updateVrfName(const L3::VrfName& vrfName) {
     TRACE(smTrace(), 7, "updateVrfName",
           "updateVrfName( {} ), old name: {}, new name: {} vlan is {}", vlanId(), vrfName_, vrfName,
           vlanId());
-    const std::uint16_t sbdVlan = isOismMplsTunnel() ? parent_->vrfNameToSbdVlan(vrfName).value()
-                                                     : parent_->vrfToSbdVlan(vrfName);
-    isDrForSbdVlan_ = parent_->isDrForVlan(sbdVlan);
+    isDrForSbdVlan_ = isDrForSbdVlanOf(vrfName);
     vrfName_ = vrfName;
     gmpVrfApp_ = {vrfName, parent_->gmpStatusApp()};
     TRACE(smTrace(), 7, "updateVrfName", "updateVrfName, gmpVrfApp {}", gmpVrfApp_);
 }
 
+std::uint16_t RixVlanMembership::sbdVlanOf(const L3::VrfName& vrfName) const {
+    return isOismMplsTunnel() ? parent_->vrfNameToSbdVlan(vrfName).value()
+                              : parent_->vrfToSbdVlan(vrfName);
+}
+
+bool RixVlanMembership::isDrForSbdVlanOf(const L3::VrfName& vrfName) const {
+    return parent_->isDrForVlan(sbdVlanOf(vrfName));
+}
+
 bool RixVlanMembership::isSbdVlan() const {
-    const std::uint16_t sbdVlan = isOismMplsTunnel() ? parent_->vrfNameToSbdVlan(vrfName_).value()
-                                                     : parent_->vrfToSbdVlan(vrfName_);
-    return vlanId().value() == sbdVlan;
+    return vlanId().value() == sbdVlanOf(vrfName_);
 }
 
 Lumo::Ptr<RixVlanMembership> MembershipJoinStatusSm::rixVlanMembership(Bridging::VlanId vlanId) {

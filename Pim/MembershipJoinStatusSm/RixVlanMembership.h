@@ -67,6 +67,9 @@ class MembershipJoinStatusSm::RixVlanMembership final
 
     /// Resolves the VLAN's VRF from the status of its interface.
     void handleVlanMembership();
+    /// Resolves the VRF and the role anew, follows every group there is and no other, and writes
+    /// their memberships again.
+    void reconcile();
     /// Writes or deletes every membership of the VLAN, as its rules say; deletes all of them where
     /// the VLAN goes.
     void updateGmpStatus(bool deleteVlan);
@@ -78,6 +81,10 @@ class MembershipJoinStatusSm::RixVlanMembership final
     bool updateVlanExclude(const Lumo::Ptr<const Gmp::SourceMembershipJoin>& source) const;
 
   private:
+    /// The number of a VRF's SBD VLAN; of no VLAN where there is none.
+    std::uint16_t sbdVlanOf(const L3::VrfName& vrfName) const;
+    /// Whether this router is PEG DR for the SBD VLAN of a VRF.
+    bool isDrForSbdVlanOf(const L3::VrfName& vrfName) const;
     /// Whether everything joined on the VLAN is wanted, local receiver or not.
     bool isWantedWithoutLocalReceiver() const;
     void updateSources(NestedSm_GroupMembership& group, const Ondel::IpGenAddr& groupAddr,

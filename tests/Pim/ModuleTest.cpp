@@ -208,7 +208,7 @@ TEST_F(Module, ItsOperationsAreListedByName) {
     for (const TypeData::Operation& operation : MembershipJoinStatusSm::type().operations())
         names.emplace_back(operation.name);
     EXPECT_THAT(names, ElementsAre("hasNotificationActiveIs", "rixDoZombieReactors",
-                                   "enabledStatusIs", "gmpProxyStatusIs"));
+                                   "enabledStatusIs", "gmpProxyStatusIs", "reconcile"));
 }
 
 TEST_F(Module, ItsNotificationsAreSwitchedByName) {
@@ -239,6 +239,15 @@ TEST_F(Module, ItsInputsAreReplacedByName) {
     call("gmpProxyStatusIs", {Lumo::Ptr<const Node>()});
     EXPECT_FALSE(machine->enabledStatus());
     EXPECT_FALSE(machine->gmpProxyStatus());
+}
+
+TEST_F(Module, ItsTableIsReconciledByName) {
+    start();
+    stale("red", "vlan10", "10.0.0.1", "239.1.1.1");
+    EXPECT_EQ(errorOf([&] { call("reconcile", {std::uint64_t{1}}); }),
+              "reconcile takes 0 arguments, not 1");
+    call("reconcile", {});
+    EXPECT_TRUE(table().empty());
 }
 
 TEST_F(Module, AnOperationRefusesWhatItDoesNotTake) {

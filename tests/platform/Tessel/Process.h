@@ -56,6 +56,7 @@ class Process {
         if (pid_ > 0) kill();
     }
 
+    pid_t pid() const { return pid_; }
     void signal(int number) const { ::kill(pid_, number); }
     void kill() {
         signal(SIGKILL);

@@ -3,6 +3,7 @@
 #include <lmdb.h>
 
 #include <optional>
+#include <thread>
 
 #include "Routing/Gmp/Tessel/Storage/Record.h"
 #include "Workload.h"
@@ -16,7 +17,7 @@ class LmdbStore {
 
     LmdbStore(const std::filesystem::path& directory, std::uint64_t capacity) {
         check(mdb_env_create(&environment_));
-        check(mdb_env_set_mapsize(environment_, (capacity * 256 + (64 << 20)) / 4096 * 4096));
+        check(mdb_env_set_mapsize(environment_, (capacity * 256 + (512 << 20)) / 4096 * 4096));
         check(mdb_env_open(environment_, directory.c_str(), MDB_NOSYNC | MDB_WRITEMAP, 0600));
         MDB_txn* transaction = nullptr;
         check(mdb_txn_begin(environment_, nullptr, 0, &transaction));
@@ -37,10 +38,8 @@ class LmdbStore {
         auto mode = static_cast<std::uint8_t>(membership.filterMode());
         MDB_val key{sizeof words, words.data()};
         MDB_val value{sizeof mode, &mode};
-        MDB_txn* transaction = nullptr;
-        check(mdb_txn_begin(environment_, nullptr, 0, &transaction));
-        check(mdb_put(transaction, database_, &key, &value, 0));
-        check(mdb_txn_commit(transaction));
+        write(
+            [&](MDB_txn* transaction) { return mdb_put(transaction, database_, &key, &value, 0); });
     }
     std::optional<FilterMode> find(const RouteIntfKey& wanted) const {
         auto words = Storage::keyWords(wanted);
@@ -56,10 +55,7 @@ class LmdbStore {
     void del(const RouteIntfKey& wanted) {
         auto words = Storage::keyWords(wanted);
         MDB_val key{sizeof words, words.data()};
-        MDB_txn* transaction = nullptr;
-        check(mdb_txn_begin(environment_, nullptr, 0, &transaction));
-        check(mdb_del(transaction, database_, &key, nullptr));
-        check(mdb_txn_commit(transaction));
+        write([&](MDB_txn* transaction) { return mdb_del(transaction, database_, &key, nullptr); });
     }
     template <class Visit>
     void iterate(Visit visit) const {
@@ -79,6 +75,24 @@ class LmdbStore {
     }
 
   private:
+    /// One transaction. A reader pins every page that was freed since it began, and one that was
+    /// killed does so for good until it is looked for: the map is full then, whatever its size.
+    template <class Action>
+    void write(Action action) {
+        for (;;) {
+            MDB_txn* transaction = nullptr;
+            check(mdb_txn_begin(environment_, nullptr, 0, &transaction));
+            int result = action(transaction);
+            if (result == 0) {
+                result = mdb_txn_commit(transaction);
+            } else {
+                mdb_txn_abort(transaction);
+            }
+            if (result != MDB_MAP_FULL) return check(result);
+            check(mdb_reader_check(environment_, nullptr));
+            std::this_thread::yield();
+        }
+    }
     static void check(int result) { expect(result == 0, mdb_strerror(result)); }
 
     MDB_env* environment_ = nullptr;

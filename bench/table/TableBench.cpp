@@ -45,12 +45,20 @@ double threadTime() {
     return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9;
 }
 
+Busyness& busyness() {
+    static Busyness one;
+    return one;
+}
+
 /// Runs `action` once and reports what one of `count` operations took.
 template <class Action>
 void time(benchmark::State& state, std::uint64_t count, Action action) {
+    const auto wallBegin = Clock::now();
     const double begin = threadTime();
     action();
-    state.SetIterationTime((threadTime() - begin) / static_cast<double>(count));
+    const double took = threadTime() - begin;
+    busyness().add(std::chrono::duration<double>(Clock::now() - wallBegin).count(), took);
+    state.SetIterationTime(took / static_cast<double>(count));
 }
 
 /// A store that holds `count` memberships, made when it is first asked for and kept until another
@@ -85,6 +93,7 @@ std::uint64_t countOf(const benchmark::State& state) {
     return static_cast<std::uint64_t>(state.range(0));
 }
 
+/// Every key for the first time, into a status that starts empty and grows.
 template <class Store>
 void insert(benchmark::State& state) {
     const std::uint64_t count = countOf(state);
@@ -224,6 +233,28 @@ void readerIterate(benchmark::State& state) {
     }
 }
 
+/// What a follower pays for each change, in batches that every log holds.
+void followChanges(benchmark::State& state) {
+    auto& filled = Filled<OurTable>::of(countOf(state));
+    const std::uint64_t batch = std::min<std::uint64_t>(filled.count, 4000);
+    Routing::Gmp::Tessel::TableReader reader(filled.directory.path());
+    const auto writeBatch = [&](unsigned round) {
+        for (std::uint64_t i = 0; i < batch; ++i) {
+            const RouteIntfKey key = keyOf(shuffled(i, filled.count));
+            filled.store->put({key, modeOf(key, round)});
+        }
+    };
+    for (auto _ : state) {
+        writeBatch(filled.round + 1);
+        time(state, batch, [&] {
+            const auto changes = reader.changes();
+            expect(!changes.isWalkNeeded && changes.changes.size() == batch, "changes");
+        });
+        writeBatch(filled.round);
+        reader.changes();
+    }
+}
+
 /// The longest of all insertions while a store grows from nothing, and the 99.9th percentile.
 template <class Store>
 void longest(benchmark::State& state) {
@@ -310,10 +341,13 @@ void coreToCore(benchmark::State& state) {
     }
 }
 
+/// How often each case runs; once in the short form.
+int repetitions = 3;
+
 void add(const std::string& name, void (*run)(benchmark::State&),
          std::vector<std::int64_t> arguments, benchmark::TimeUnit unit = benchmark::kNanosecond) {
     auto* const one = benchmark::RegisterBenchmark(name.c_str(), run);
-    one->Args(arguments)->UseManualTime()->Iterations(1)->Repetitions(3)->Unit(unit);
+    one->Args(arguments)->UseManualTime()->Iterations(1)->Repetitions(repetitions)->Unit(unit);
 }
 
 template <class Store>
@@ -321,7 +355,7 @@ void addStore(std::int64_t count) {
     const auto named = [](const char* operation) {
         return std::string(operation) + "/" + Store::name;
     };
-    add(named("insert"), insert<Store>, {count});
+    add(named("insert into a new status"), insert<Store>, {count});
     add(named("overwrite"), overwrite<Store>, {count});
     add(named("hit, one at a time"), hitOneAtATime<Store>, {count});
     add(named("hit, overlapped"), hitOverlapped<Store>, {count});
@@ -346,13 +380,20 @@ void addReaders(std::int64_t count) {
 
 int main(int argc, char** argv) {
     using namespace Bench;  // NOLINT(google-build-using-namespace): this is its program
+    // The short form shows in seconds that every case runs to its end; its figures say little.
+    const bool isShort = argc > 1 && std::string_view(argv[1]) == "--short";
+    if (isShort) repetitions = 1;
     benchmark::Initialize(&argc, argv);
+    const std::vector<std::int64_t> counts =
+        isShort ? std::vector<std::int64_t>{1'000}
+                : std::vector<std::int64_t>{10'000, 100'000, 1'000'000};
     add("core to core", coreToCore, {0});
-    for (const std::int64_t count : {10'000, 100'000, 1'000'000}) {
+    for (const std::int64_t count : counts) {
         addStore<Floor>(count);
         addStore<OurTable>(count);
         add("hit, one at a time/reader", readerHit, {count});
         add("iterate/reader", readerIterate, {count});
+        add("follow changes/table", followChanges, {count});
         addStore<LmdbStore>(count);
         addStore<BoostStore>(count);
         addReaders<Floor, Floor>(count);
@@ -360,7 +401,7 @@ int main(int argc, char** argv) {
         addReaders<LmdbStore, LmdbStore>(count);
         addReaders<BoostStore, BoostStore>(count);
     }
-    Ratios ratios;
+    Ratios ratios(busyness());
     benchmark::RunSpecifiedBenchmarks(&ratios);
     ratios.print(std::cout);
 }

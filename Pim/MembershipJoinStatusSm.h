@@ -1,20 +1,14 @@
 #pragma once
 
-#include <cstdint>
-
-#include "Bridging/VlanId.h"
 #include "Irb/Multicast/Domain.h"
 #include "Irb/Multicast/Gmp/MembershipJoinStatus.h"
 #include "Irb/Multicast/GmpProxyStatus.h"
 #include "L3/Intf/StatusDir.h"
-#include "L3/VrfName.h"
-#include "Lumo/Object.h"
+#include "Lumo/FieldId.h"
 #include "Lumo/Observable.h"
-#include "MembershipJoinStatusSm/InputReactions.h"
-#include "Ondel/IntfId.h"
-#include "Ondel/IpGenAddr.h"
-#include "Rix/Collection.h"
-#include "Rix/Optional.h"
+#include "Lumo/TypeData.h"
+#include "Rix/Export.h"
+#include "Routing/Gmp/Tessel/App.h"
 #include "Routing/Gmp/Tessel/StatusColl.h"
 #include "Routing/Multicast/PegDrStatus.h"
 #include "Routing/Pim/StatusColl.h"
@@ -31,29 +25,45 @@ namespace Irb::Multicast::Ingress {
 /// withdraws what it wrote for every VLAN that has a VRF; what a process that died had written is
 /// reconciled by the next machine over the same table.
 ///
-/// It owns one tracker for each VLAN with joins, each VRF with a PIM status and each L3 interface
-/// status; a VLAN's tracker owns those of its groups, and they those of their sources. Observers of
-/// the machine are told, at once, of changes of `initialized` and of these three collections.
-class MembershipJoinStatusSm final : public Lumo::Object<MembershipJoinStatusSm, Lumo::Observable> {
+/// What it holds, and what can be done to it, are known by name, as typeData().attributes() and
+/// typeData().operations() list them:
+///
+///     machine->typeData().attributeText(*machine, "initialized")  // "true"
+///     machine->typeData().call(*machine, "reconcile", {})
+///
+/// - "enabledStatusIs" and "gmpProxyStatusIs" take a reference, or a null one, that replaces this
+///   input: the maps of both objects are replayed. The same reference again does nothing.
+/// - "reconcile" brings the table back into line with the inputs, as a start over it would: for
+///   after a change of an input that raised an error, because the table found no room for example.
+///   What is right is not touched. It raises the first error that it meets, after it did all else
+///   that can be done; nothing is deleted while the wishes of some VLAN are not known. May be
+///   called at any time, and again.
+/// - "hasNotificationActiveIs" (a flag) lets the machine follow its inputs, or stops that.
+/// - "rixDoZombieReactors" (a flag) reaps it, which withdraws what it wrote as the destruction
+///   does, or takes the mark of a reaped machine back; what was withdrawn stays so until it is
+///   joined again.
+///
+/// Subscribers of publisher() are told, at once, of changes of `initialized` and of the three
+/// collections of trackers.
+class MembershipJoinStatusSm : public Lumo::Observable {
   public:
-    class RixVlanMembership;
-    class NestedSm_PimVrfStatus;
-    class NestedSm_L3IntfStatus;
-
-    /// Keyed by Ondel::IntfId, L3::VrfName and Bridging::VlanId.
+    /// @name The attributes whose changes are published.
+    /// The trackers are keyed by Ondel::IntfId, L3::VrfName and Bridging::VlanId; their previous
+    /// values are not told. `initialized` is not keyed, and its previous value is a bool. @{
     static constexpr Lumo::FieldId l3IntfStatusField{9};
     static constexpr Lumo::FieldId pimVrfStatusField{10};
     static constexpr Lumo::FieldId rixVlanMembershipField{11};
-    /// Not keyed; the previous value is a bool.
     static constexpr Lumo::FieldId initializedField{12};
+    /// @}
 
-    static const Lumo::TypeData& type();
+    /// The description of every machine's type; also what typeData() of one gives.
+    RIX_EXPORT static const Lumo::TypeData& type();
 
     /// Makes a machine over its inputs, brings the table into line with them, and starts to react.
-    /// Any reference may be null: such an input counts as one that holds nothing.
+    /// The arguments are those of membershipJoinStatusSmFactory.
     /// @throws Rix::RangeError if an input names a VLAN that cannot be one; nothing stays behind
     ///         but memberships that the next start reconciles
-    static Lumo::Ptr<MembershipJoinStatusSm> MembershipJoinStatusSmIs(
+    RIX_EXPORT static Lumo::Ptr<MembershipJoinStatusSm> MembershipJoinStatusSmIs(
         Domain domain, const Lumo::Ptr<const Gmp::MembershipJoinStatus>& membershipJoinStatus,
         const Lumo::Ptr<const Routing::Multicast::PegDrStatus>& pegDrStatus,
         const Lumo::Ptr<const L3::Intf::StatusDir>& l3IntfStatusDir,
@@ -63,158 +73,8 @@ class MembershipJoinStatusSm final : public Lumo::Object<MembershipJoinStatusSm,
         const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus,
         Routing::Gmp::Tessel::App gmpStatusApp);
 
-    MembershipJoinStatusSm(Domain domain,
-                           Lumo::Ptr<const Gmp::MembershipJoinStatus> membershipJoinStatus,
-                           Lumo::Ptr<const Routing::Multicast::PegDrStatus> pegDrStatus,
-                           Lumo::Ptr<const L3::Intf::StatusDir> l3IntfStatusDir,
-                           Lumo::Ptr<const Vxlan::EnabledStatus> enabledStatus,
-                           Lumo::Ptr<const Routing::Pim::StatusColl> pimStatusColl,
-                           Lumo::Ptr<Routing::Gmp::Tessel::StatusColl> gmpStatusLocalColl,
-                           Lumo::Ptr<const GmpProxyStatus> gmpProxyStatus,
-                           Routing::Gmp::Tessel::App gmpStatusApp);
-    ~MembershipJoinStatusSm() override;
-
-    /// @name The inputs, as given; null where none was given. @{
-    Domain domain() const { return domain_; }
-    const auto& membershipJoinStatus() const { return membershipJoinStatus_; }
-    const auto& pegDrStatus() const { return pegDrStatus_; }
-    const auto& l3IntfStatusDir() const { return l3IntfStatusDir_; }
-    const auto& enabledStatus() const { return enabledStatus_; }
-    const auto& pimStatusColl() const { return pimStatusColl_; }
-    const auto& gmpProxyStatus() const { return gmpProxyStatus_; }
-    const auto& gmpStatusLocalColl() const { return gmpStatusLocalColl_; }
-    Routing::Gmp::Tessel::App gmpStatusApp() const { return gmpStatusApp_; }
-    /// @}
-
-    /// @name Replacing an input: the maps of both objects are replayed. The same reference again
-    /// does nothing. @{
-    void enabledStatusIs(const Lumo::Ptr<const Vxlan::EnabledStatus>& enabledStatus);
-    void gmpProxyStatusIs(const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus);
-    /// @}
-
-    /// Whether the table was brought into line with the inputs.
-    bool initialized() const { return initialized_; }
-    void initializedIs(bool initialized);
-    void hasNotificationActiveIs(bool active);
-    /// Reaps every tracker, or takes that back. What a tracker raises is raised again once all are
-    /// reaped.
-    void rixDoZombieReactors(bool zombie);
-
-    /// @name The trackers; null where there is none under a key. @{
-    const auto& l3IntfStatus() const { return l3IntfStatus_; }
-    const auto& pimVrfStatus() const { return pimVrfStatus_; }
-    const auto& rixVlanMembership() const { return rixVlanMembership_; }
-    Lumo::Ptr<NestedSm_L3IntfStatus> l3IntfStatus(Ondel::IntfId intfId);
-    Lumo::Ptr<NestedSm_PimVrfStatus> pimVrfStatus(const L3::VrfName& vrfName);
-    Lumo::Ptr<RixVlanMembership> rixVlanMembership(Bridging::VlanId vlanId);
-    /// @}
-
-    /// @name Creating or re-pointing a tracker, and removing it. A null record raises
-    /// Rix::NullArgumentError; removing what is not there does nothing. @{
-    Lumo::Ptr<RixVlanMembership> vlanMembershipIs(
-        const Lumo::Ptr<const Gmp::VlanMembershipJoin>& join);
-    /// The record that the removed tracker followed.
-    Lumo::Ptr<const Gmp::VlanMembershipJoin> vlanMembershipDel(Bridging::VlanId vlanId);
-    void vlanMembershipDelAll();
-    Lumo::Ptr<NestedSm_PimVrfStatus> pimVrfStatusIs(
-        const Lumo::Ptr<const Routing::Pim::Status>& status);
-    void pimVrfStatusDel(const L3::VrfName& vrfName);
-    void pimVrfStatusDelAll();
-    Lumo::Ptr<NestedSm_L3IntfStatus> l3IntfStatusIs(
-        const Lumo::Ptr<const L3::Intf::Status>& status);
-    /// The removed tracker.
-    Lumo::Ptr<NestedSm_L3IntfStatus> l3IntfStatusDel(Ondel::IntfId intfId);
-    void l3IntfStatusDelAll();
-    /// @}
-
-    /// @name Writing one membership of a VLAN. There must be a VRF name. @{
-    void addMembership(const L3::VrfName& vrfName, const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,
-                       const Ondel::IpGenAddr& source, const Ondel::IpGenAddr& groupAddr,
-                       Bridging::VlanId vlanId, bool include);
-    /// Leaves an entry of the other filter mode alone.
-    void delMembership(const L3::VrfName& vrfName, const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,
-                       const Ondel::IpGenAddr& source, const Ondel::IpGenAddr& groupAddr,
-                       Bridging::VlanId vlanId, bool include);
-    /// Deletes the entry that the table holds, if any, whatever its mode.
-    void delMembershipOfAnyMode(const L3::VrfName& vrfName,
-                                const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,
-                                const Ondel::IpGenAddr& source, const Ondel::IpGenAddr& groupAddr,
-                                Bridging::VlanId vlanId);
-    /// @}
-
-    /// Deletes what the inputs no longer justify from the table.
-    void handleInitialized();
-    /// Brings the table back into line with the inputs, as a start over it would, while the machine
-    /// runs: for after a change that raised an error (the table found no room), whose reactions may
-    /// be missing. Follows what is not followed yet, writes what is missing and deletes what is not
-    /// wanted; what is right stays untouched for those who read the table. Does nothing once the
-    /// machine was reaped. May be called at any time, and again.
-    /// @throws the first error that it meets, after it did all else that can be done; nothing is
-    ///         deleted while the wishes of some VLAN are not known
-    void reconcile();
-
-    /// @name The SBD VLAN of a VRF: VLAN 1, or 0 in the VXLAN domain, where there is none. @{
-    Bridging::VlanId vrfNameToSbdVlan(const L3::VrfName& vrfName) const;
-    std::uint16_t vrfToSbdVlan(const L3::VrfName& vrfName) const;
-    /// @}
-    /// The VRF that an SBD VLAN serves; the empty name where the VLAN is no SBD VLAN.
-    L3::VrfName sbdVlanToVrf(Bridging::VlanId vlanId) const;
-    void handleVxlanVrfToSbdVlan(const L3::VrfName& vrfName,
-                                 Rix::Optional<std::uint16_t> oldSbdVlan,
-                                 Rix::Optional<std::uint16_t> newSbdVlan);
-    void handleMplsVrfToSbdVlan(const L3::VrfName& vrfName, Bridging::VlanId::Optional oldSbdVlan,
-                                Bridging::VlanId::Optional newSbdVlan);
-    void handleSbdVlanToVrf(std::uint32_t vlan);
-    void updateSbdVlanMembership(Bridging::VlanId vlanId);
-
-    /// Whether this router is PEG DR for a VLAN; never for VLAN 0.
-    bool isDrForVlan(std::uint32_t vlan) const;
-    /// Whether PIM runs on the interface of a VLAN in a VRF.
-    bool isPimEnabled(const L3::VrfName& vrfName, Bridging::VlanId vlanId) const;
-    void handlePegDrStatus(Bridging::VlanId vlanId);
-    void handlePimVrf(const L3::VrfName& vrfName);
-
-    void handleL3IntfStatus(Ondel::IntfId intfId);
-    void handlePimTransitIntf(const L3::VrfName& vrfName, Ondel::IntfId intfId);
-
-  private:
-    void dispatchersAreSubscribedIs(bool subscribed);
-    void followInterfaces();
-    void followPim();
-    void followJoins();
-    bool isStale(const Routing::Gmp::Tessel::VrfApp& key,
-                 const Routing::Gmp::Tessel::Membership& membership);
-    bool isNotNeeded(RixVlanMembership& tracker, const Gmp::GroupMembershipJoin& group,
-                     const Routing::Gmp::Tessel::Membership& membership);
-    void reconcileStatus(const Routing::Gmp::Tessel::VrfApp& key,
-                         Routing::Gmp::Tessel::Status& status);
-    Lumo::Ptr<Routing::Gmp::Tessel::Status> gmpStatus(
-        const Routing::Gmp::Tessel::VrfApp& gmpVrfApp) const;
-
-    // Set once, by the constructor; two of the inputs may be replaced later.
-    const Domain domain_;
-    const Lumo::Ptr<const Gmp::MembershipJoinStatus> membershipJoinStatus_;
-    const Lumo::Ptr<const Routing::Multicast::PegDrStatus> pegDrStatus_;
-    const Lumo::Ptr<const L3::Intf::StatusDir> l3IntfStatusDir_;
-    Lumo::Ptr<const Vxlan::EnabledStatus> enabledStatus_;
-    const Lumo::Ptr<const Routing::Pim::StatusColl> pimStatusColl_;
-    Lumo::Ptr<const GmpProxyStatus> gmpProxyStatus_;
-    const Lumo::Ptr<Routing::Gmp::Tessel::StatusColl> gmpStatusLocalColl_;
-    const Routing::Gmp::Tessel::App gmpStatusApp_;
-
-    // Changed by the ...Is and ...Del operations alone.
-    Rix::Collection<Ondel::IntfId, Lumo::Ptr<NestedSm_L3IntfStatus>> l3IntfStatus_;
-    Rix::Collection<L3::VrfName, Lumo::Ptr<NestedSm_PimVrfStatus>> pimVrfStatus_;
-    Rix::Collection<Bridging::VlanId, Lumo::Ptr<RixVlanMembership>> rixVlanMembership_;
-    bool initialized_ = false;
-
-    // What hears of the inputs. Destroyed first, so that nothing is heard of half a machine.
-    CollectionDispatch<Gmp::MembershipJoinStatus, Bridging::VlanId> membershipJoinStatusDispatch_;
-    CollectionDispatch<Routing::Multicast::PegDrStatus, Bridging::VlanId> pegDrStatusDispatch_;
-    CollectionDispatch<L3::Intf::StatusDir, Ondel::IntfId> l3IntfStatusDirDispatch_;
-    CollectionDispatch<Routing::Pim::StatusColl, L3::VrfName> pimStatusCollDispatch_;
-    SbdVlanMapReactor<VxlanSbdVlanMaps> on_enabledStatus_;
-    SbdVlanMapReactor<MplsSbdVlanMaps> on_gmpProxyStatus_;
+  protected:
+    MembershipJoinStatusSm() = default;
 };
 
 }  // namespace Irb::Multicast::Ingress

@@ -4,12 +4,8 @@
 
 namespace Irb::Multicast::Ingress {
 
-/// Makes a state machine over its inputs, brings the table into line with them, and lets it react:
-/// the one function that the library exports. The machine lives as long as the reference that is
-/// returned, on the thread that called.
-///
-/// From outside the library, what the machine's header defines in place can be used directly, and
-/// the operations that its type data lists by their names: machine->typeData().call(...).
+/// Makes a state machine over its inputs, brings the table into line with them, and lets it react.
+/// The machine lives as long as the reference that is returned, on the thread that called.
 ///
 /// @param domain               the IRB multicast domain that the machine serves
 /// @param membershipJoinStatus the joins; every reference may be null, which counts as an input
@@ -23,7 +19,7 @@ namespace Irb::Multicast::Ingress {
 /// @param gmpStatusApp         the application under which it writes: statuses of any other are
 ///                             left alone
 /// @throws Rix::RangeError if an input names a VLAN that cannot be one
-[[gnu::visibility("default")]] Lumo::Ptr<MembershipJoinStatusSm> membershipJoinStatusSmFactory(
+RIX_EXPORT Lumo::Ptr<MembershipJoinStatusSm> membershipJoinStatusSmFactory(
     Domain domain, const Lumo::Ptr<const Gmp::MembershipJoinStatus>& membershipJoinStatus,
     const Lumo::Ptr<const Routing::Multicast::PegDrStatus>& pegDrStatus,
     const Lumo::Ptr<const L3::Intf::StatusDir>& l3IntfStatusDir,

@@ -2,7 +2,7 @@
 
 #include "Toggle/FeatureToggle.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 namespace {
 
@@ -20,4 +20,4 @@ bool isOismGateway() {
     return oismGateway.enabled();
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

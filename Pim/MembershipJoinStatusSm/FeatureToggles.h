@@ -1,6 +1,6 @@
 #pragma once
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// "OismMplsTunnel" ("MvpnLib.json", on by default): the SBD VLANs are those of the MPLS domain;
 /// off, those of the VXLAN domain. Read once for the life of the process.
@@ -11,4 +11,4 @@ bool isOismMplsTunnel();
 /// process.
 bool isOismGateway();
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -1,13 +1,13 @@
 // The one place where the machine writes to the GMP status table.
 #include <string>
 
-#include "MembershipJoinStatusSm.h"
+#include "MembershipJoinStatusSm/Root.h"
 #include "MembershipJoinStatusSm/SmTrace.h"
 #include "Ondel/VlanIntfId.h"
 #include "Rix/Assert.h"
 #include "Rix/CorruptionError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using Routing::Gmp::Tessel::FilterMode;
 using Routing::Gmp::Tessel::Membership;
@@ -98,4 +98,4 @@ void MembershipJoinStatusSm::delMembershipOfAnyMode(const L3::VrfName& vrfName,
                   entry.filterMode() == FilterMode::include);
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -5,7 +5,7 @@
 #include "Rix/FirstError.h"
 #include "Rix/NullArgumentError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using NestedSm_GroupMembership =
     MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership;
@@ -184,4 +184,4 @@ void NestedSm_GroupMembership::handleGroupDel() {
     root.delMembership(vrfName, parent_->gmpVrfApp(), anySource, group, vlanId, true);
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -2,7 +2,7 @@
 
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// Follows the joins of one group in one VLAN, and decides whether the group needs a (*,G)
 /// membership.
@@ -65,4 +65,4 @@ class MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership final
     Rix::Collection<Ondel::IpGenAddr, Lumo::Ptr<NestedSm_SourceMembership>> sourceMembership_;
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -1,14 +1,14 @@
 // The reconciliation of a table that an earlier incarnation wrote.
-#include "MembershipJoinStatusSm.h"
 #include "MembershipJoinStatusSm/GroupMembership.h"
 #include "MembershipJoinStatusSm/InternalVlan.h"
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
+#include "MembershipJoinStatusSm/Root.h"
 #include "MembershipJoinStatusSm/SmTrace.h"
 #include "Ondel/VlanIntfId.h"
 #include "Rix/Assert.h"
 #include "Rix/CorruptionError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using Routing::Gmp::Tessel::FilterMode;
 using Routing::Gmp::Tessel::Membership;
@@ -111,4 +111,4 @@ bool MembershipJoinStatusSm::isNotNeeded(RixVlanMembership& tracker,
     return true;
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -1,11 +1,11 @@
 #include "MembershipJoinStatusSm/InputReactions.h"
 
-#include "MembershipJoinStatusSm.h"
 #include "MembershipJoinStatusSm/L3IntfStatus.h"
 #include "MembershipJoinStatusSm/PimVrfStatus.h"
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
+#include "MembershipJoinStatusSm/Root.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 template <class Input, class Key>
 void CollectionDispatch<Input, Key>::isSubscribedIs(bool subscribed) {
@@ -156,4 +156,4 @@ void SbdVlanMapReactor<Maps>::onNotification(const Lumo::Notification& change) {
 template class SbdVlanMapReactor<VxlanSbdVlanMaps>;
 template class SbdVlanMapReactor<MplsSbdVlanMaps>;
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -14,7 +14,7 @@
 #include "Rix/ValueMap.h"
 #include "Vxlan/EnabledStatus.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 class MembershipJoinStatusSm;
 
@@ -116,4 +116,4 @@ class SbdVlanMapReactor final : Lumo::Subscriber {
     InputPtr input_;
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -8,7 +8,7 @@
 #include "Rix/FirstError.h"
 #include "Rix/NullArgumentError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using NestedSm_L3IntfStatus = MembershipJoinStatusSm::NestedSm_L3IntfStatus;
 
@@ -146,4 +146,4 @@ void MembershipJoinStatusSm::handlePimTransitIntf(const L3::VrfName& vrfName,
     tracker->updateGmpStatus(false);
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

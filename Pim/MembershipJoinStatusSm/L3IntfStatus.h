@@ -1,9 +1,9 @@
 #pragma once
 
-#include "MembershipJoinStatusSm.h"
+#include "MembershipJoinStatusSm/Root.h"
 #include "Rix/NotifieeConst.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// Follows the status of one L3 interface, so that a change of its VRF reaches the machine.
 ///
@@ -36,4 +36,4 @@ class MembershipJoinStatusSm::NestedSm_L3IntfStatus final
     MembershipJoinStatusSm* parent_;
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -9,6 +9,8 @@
 
 namespace Irb::Multicast::Ingress {
 
+namespace Detail {
+
 namespace {
 
 using Lumo::ArgumentReader;
@@ -110,6 +112,27 @@ const Lumo::TypeData& MembershipJoinStatusSm::type() {
     return data;
 }
 
+}  // namespace Detail
+
+const Lumo::TypeData& MembershipJoinStatusSm::type() {
+    return Detail::MembershipJoinStatusSm::type();
+}
+
+Lumo::Ptr<MembershipJoinStatusSm> MembershipJoinStatusSm::MembershipJoinStatusSmIs(
+    Domain domain, const Lumo::Ptr<const Gmp::MembershipJoinStatus>& membershipJoinStatus,
+    const Lumo::Ptr<const Routing::Multicast::PegDrStatus>& pegDrStatus,
+    const Lumo::Ptr<const L3::Intf::StatusDir>& l3IntfStatusDir,
+    const Lumo::Ptr<const Vxlan::EnabledStatus>& enabledStatus,
+    const Lumo::Ptr<const Routing::Pim::StatusColl>& pimStatusColl,
+    const Lumo::Ptr<Routing::Gmp::Tessel::StatusColl>& gmpStatusLocalColl,
+    const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus, Routing::Gmp::Tessel::App gmpStatusApp) {
+    auto machine = Lumo::make<Detail::MembershipJoinStatusSm>(
+        domain, membershipJoinStatus, pegDrStatus, l3IntfStatusDir, enabledStatus, pimStatusColl,
+        gmpStatusLocalColl, gmpProxyStatus, gmpStatusApp);
+    machine->hasNotificationActiveIs(true);
+    return machine;
+}
+
 Lumo::Ptr<MembershipJoinStatusSm> membershipJoinStatusSmFactory(
     Domain domain, const Lumo::Ptr<const Gmp::MembershipJoinStatus>& membershipJoinStatus,
     const Lumo::Ptr<const Routing::Multicast::PegDrStatus>& pegDrStatus,
@@ -126,7 +149,7 @@ Lumo::Ptr<MembershipJoinStatusSm> membershipJoinStatusSmFactory(
 }  // namespace Irb::Multicast::Ingress
 
 /// What the runtime calls when it loads this library.
-extern "C" [[gnu::visibility("default")]] void lumoModuleTypes();
+extern "C" RIX_EXPORT void lumoModuleTypes();
 void lumoModuleTypes() {
     Irb::Multicast::Ingress::MembershipJoinStatusSm::type();
 }

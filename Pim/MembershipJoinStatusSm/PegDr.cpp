@@ -1,13 +1,13 @@
 // Whether this router is PEG DR for a VLAN, whether PIM runs on it, and what changes of that lead
 // to.
 #include "Irb/Multicast/App/ClientInstance.h"
-#include "MembershipJoinStatusSm.h"
 #include "MembershipJoinStatusSm/FeatureToggles.h"
+#include "MembershipJoinStatusSm/Root.h"
 #include "MembershipJoinStatusSm/SmTrace.h"
 #include "Ondel/VlanIntfId.h"
 #include "Rix/CorruptionError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using Routing::Multicast::PegDrRole;
 using Routing::Multicast::PegDrStatus;
@@ -76,4 +76,4 @@ void MembershipJoinStatusSm::handlePimVrf(const L3::VrfName& vrfName) {
         handlePimTransitIntf(vrfName, intfId);
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

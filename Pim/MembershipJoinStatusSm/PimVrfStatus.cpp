@@ -6,7 +6,7 @@
 #include "Rix/FirstError.h"
 #include "Rix/NullArgumentError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using NestedSm_PimVrfStatus = MembershipJoinStatusSm::NestedSm_PimVrfStatus;
 
@@ -82,4 +82,4 @@ void MembershipJoinStatusSm::pimVrfStatusDelAll() {
         pimVrfStatusDel(vrfName);
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

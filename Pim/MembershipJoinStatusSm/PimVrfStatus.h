@@ -1,9 +1,9 @@
 #pragma once
 
-#include "MembershipJoinStatusSm.h"
+#include "MembershipJoinStatusSm/Root.h"
 #include "Rix/NotifieeConst.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// Follows the PIM status of one VRF, so that a change of its interfaces reaches the machine.
 ///
@@ -32,4 +32,4 @@ class MembershipJoinStatusSm::NestedSm_PimVrfStatus final
     MembershipJoinStatusSm* parent_;
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -1,13 +1,13 @@
 // Bringing the table back into line while the machine runs.
-#include "MembershipJoinStatusSm.h"
 #include "MembershipJoinStatusSm/L3IntfStatus.h"
 #include "MembershipJoinStatusSm/PimVrfStatus.h"
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
+#include "MembershipJoinStatusSm/Root.h"
 #include "MembershipJoinStatusSm/SourceMembership.h"
 #include "Ondel/VlanIntfId.h"
 #include "Rix/FirstError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 namespace {
 
@@ -91,4 +91,4 @@ void MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership::reconc
         [&](const Ondel::IpGenAddr& source) { sourceMembershipDel(source); });
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -9,7 +9,7 @@
 #include "Rix/FirstError.h"
 #include "Rix/NullArgumentError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using RixVlanMembership = MembershipJoinStatusSm::RixVlanMembership;
 using NestedSm_GroupMembership = RixVlanMembership::NestedSm_GroupMembership;
@@ -204,4 +204,4 @@ void MembershipJoinStatusSm::vlanMembershipDelAll() {
         vlanMembershipDel(tracker->vlanId());
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "MembershipJoinStatusSm.h"
+#include "MembershipJoinStatusSm/Root.h"
 #include "Rix/NotifieeConst.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// Follows the joins of one VLAN, and holds what the VLAN's memberships depend on as a whole.
 ///
@@ -99,4 +99,4 @@ class MembershipJoinStatusSm::RixVlanMembership final
     Rix::Collection<Ondel::IpGenAddr, Lumo::Ptr<NestedSm_GroupMembership>> groupMembership_;
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

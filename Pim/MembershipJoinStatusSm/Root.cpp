@@ -1,14 +1,15 @@
 // The life of the machine, and its attributes.
+#include "MembershipJoinStatusSm/Root.h"
+
 #include <utility>
 
 #include "Lumo/Delivery.h"
-#include "MembershipJoinStatusSm.h"
 #include "MembershipJoinStatusSm/L3IntfStatus.h"
 #include "MembershipJoinStatusSm/PimVrfStatus.h"
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
 #include "Rix/FirstError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using Routing::Gmp::Tessel::App;
 
@@ -80,21 +81,6 @@ MembershipJoinStatusSm::~MembershipJoinStatusSm() {
         tracker->abandonedByParent();
 }
 
-Lumo::Ptr<MembershipJoinStatusSm> MembershipJoinStatusSm::MembershipJoinStatusSmIs(
-    Domain domain, const Lumo::Ptr<const Gmp::MembershipJoinStatus>& membershipJoinStatus,
-    const Lumo::Ptr<const Routing::Multicast::PegDrStatus>& pegDrStatus,
-    const Lumo::Ptr<const L3::Intf::StatusDir>& l3IntfStatusDir,
-    const Lumo::Ptr<const Vxlan::EnabledStatus>& enabledStatus,
-    const Lumo::Ptr<const Routing::Pim::StatusColl>& pimStatusColl,
-    const Lumo::Ptr<Routing::Gmp::Tessel::StatusColl>& gmpStatusLocalColl,
-    const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus, App gmpStatusApp) {
-    auto machine = Lumo::make<MembershipJoinStatusSm>(
-        domain, membershipJoinStatus, pegDrStatus, l3IntfStatusDir, enabledStatus, pimStatusColl,
-        gmpStatusLocalColl, gmpProxyStatus, gmpStatusApp);
-    machine->hasNotificationActiveIs(true);
-    return machine;
-}
-
 void MembershipJoinStatusSm::dispatchersAreSubscribedIs(bool subscribed) {
     membershipJoinStatusDispatch_.isSubscribedIs(subscribed);
     pegDrStatusDispatch_.isSubscribedIs(subscribed);
@@ -154,4 +140,4 @@ void MembershipJoinStatusSm::rixDoZombieReactors(bool zombie) {
     error.raise();
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -1,10 +1,10 @@
 // Which VLAN is the SBD VLAN of which VRF, and what a change of that leads to.
-#include "MembershipJoinStatusSm.h"
 #include "MembershipJoinStatusSm/FeatureToggles.h"
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
+#include "MembershipJoinStatusSm/Root.h"
 #include "MembershipJoinStatusSm/SmTrace.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 Bridging::VlanId MembershipJoinStatusSm::vrfNameToSbdVlan(const L3::VrfName& vrfName) const {
     // The default VLAN id, 1, is the answer where there is none.
@@ -73,4 +73,4 @@ void MembershipJoinStatusSm::updateSbdVlanMembership(Bridging::VlanId vlanId) {
     tracker->updateGmpStatus(false);
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -5,7 +5,7 @@
 #include "Rix/CorruptionError.h"
 #include "Rix/FirstError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using NestedSm_SourceMembership =
     MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership::NestedSm_SourceMembership;
@@ -176,4 +176,4 @@ bool hasLocalExclude(const Lumo::Ptr<const Gmp::SourceMembershipJoin>& join) {
     return hasLocal(join->excludeIntfs());
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

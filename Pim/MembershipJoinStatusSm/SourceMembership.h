@@ -2,7 +2,7 @@
 
 #include "MembershipJoinStatusSm/GroupMembership.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// Follows the joins of one source of one group in one VLAN, and turns its two interface sets into
 /// the (S,G) include and exclude memberships.
@@ -56,4 +56,4 @@ bool hasLocalInclude(const Lumo::Ptr<const Gmp::SourceMembershipJoin>& join);
 /// The same of exclude mode.
 bool hasLocalExclude(const Lumo::Ptr<const Gmp::SourceMembershipJoin>& join);
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

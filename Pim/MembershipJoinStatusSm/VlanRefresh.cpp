@@ -6,7 +6,7 @@
 #include "Ondel/VlanIntfId.h"
 #include "Rix/CorruptionError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using RixVlanMembership = MembershipJoinStatusSm::RixVlanMembership;
 
@@ -104,4 +104,4 @@ bool RixVlanMembership::isWantedWithoutLocalReceiver() const {
     return isSbdVlan() && (isDrForSbdVlan_ || parent_->isPimEnabled(vrfName_, vlanId()));
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -10,7 +10,7 @@
 #include "Trace/RingReader.h"
 #include "Trace/TextSink.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using Routing::Gmp::Tessel::FilterMode;
 using Routing::Gmp::Tessel::Status;
@@ -83,9 +83,9 @@ void Fabric::toggles(bool oismMplsTunnel, bool oismGateway) {
 
 void Fabric::start() {
     stop();
-    machine = MembershipJoinStatusSm::MembershipJoinStatusSmIs(
+    machine = inside(MembershipJoinStatusSm::MembershipJoinStatusSmIs(
         domain, membershipJoinStatus, pegDrStatus, l3IntfStatusDir, enabledStatus, pimStatusColl,
-        gmpStatusLocalColl, gmpProxyStatus, app);
+        gmpStatusLocalColl, gmpProxyStatus, app));
 }
 
 Lumo::Ptr<MembershipJoinStatusSm::RixVlanMembership> Fabric::vlan(unsigned number) {
@@ -289,4 +289,4 @@ Fabric::Texts Fabric::blocks() const {
     return signatures;
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "MembershipJoinStatusSm.h"
+#include "MembershipJoinStatusSm/Root.h"
 #include "Rix/CorruptionHandler.h"
 #include "Trace/RingRecord.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// The fixture: inputs that exist and hold nothing, and an empty table. It checks, when a test
 /// ends, that nobody refers to the inputs any more and that no object of any type is left over.
@@ -42,6 +42,11 @@ class Fabric : public testing::Test {
     /// Stops the machine that there is, and starts another.
     void start();
     void stop() { machine = nullptr; }
+    /// A machine as it is handed out, seen from inside.
+    static Lumo::Ptr<MembershipJoinStatusSm> inside(
+        const Lumo::Ptr<Ingress::MembershipJoinStatusSm>& machine) {
+        return Lumo::dynamicCast<MembershipJoinStatusSm>(machine);
+    }
     /// Starts the machine, and gives what the constructor raised.
     std::string startError() {
         return errorOf([this] { start(); });
@@ -160,4 +165,4 @@ class Fabric : public testing::Test {
     std::uint64_t forgottenRecords_ = 0;
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

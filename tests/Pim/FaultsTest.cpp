@@ -13,7 +13,7 @@
 #include "Rix/CorruptionHandler.h"
 #include "Trace/TextSink.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::Each;
@@ -241,4 +241,4 @@ TEST(Faults, WhereverTheTableIsDamagedItIsReportedAndTheMachineGoesOn) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -12,7 +12,7 @@
 #include "Toggle/FeatureToggle.h"
 #include "Toggle/Toggle.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 /// A toggle directory of the test's own, and a process that has read no toggle.
@@ -57,4 +57,4 @@ TEST_F(FeatureToggles, TheGatewayIsTurnedOffInItsOwnFile) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

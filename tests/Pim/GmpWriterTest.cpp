@@ -6,7 +6,7 @@
 #include "Trace/RingReader.h"
 #include "Trace/TextSink.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using Routing::Gmp::Tessel::App;
@@ -317,4 +317,4 @@ TEST_F(GmpWriterDeathTest, DeletingWithoutAVrfEndsTheProcessBeforeAnythingIsTrac
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

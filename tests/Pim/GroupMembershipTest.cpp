@@ -3,7 +3,7 @@
 #include "Pim/VlanTen.h"
 #include "Rix/NullArgumentError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::Contains;
@@ -339,4 +339,4 @@ TEST_F(GroupMembership, IsTimedUnderItsFullSignature) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

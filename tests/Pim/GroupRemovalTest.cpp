@@ -2,7 +2,7 @@
 #include "MembershipJoinStatusSm/GroupMembership.h"
 #include "Pim/VlanTen.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::Contains;
@@ -285,4 +285,4 @@ TEST_F(GroupRemoval, AnErrorWhileOneSourceIsReapedReachesTheMakerAndTheOthersAre
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

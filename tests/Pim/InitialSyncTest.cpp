@@ -3,7 +3,7 @@
 #include "Pim/Fabric.h"
 #include "Pim/RootObserver.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using Routing::Gmp::Tessel::App;
@@ -345,4 +345,4 @@ TEST_F(InitialSync, AnEntryOfIncludeModeGoesThoughItsSourceIsExcluded) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

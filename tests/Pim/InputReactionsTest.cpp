@@ -6,7 +6,7 @@
 #include "Pim/Fabric.h"
 #include "Pim/RootObserver.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::ElementsAre;
@@ -343,4 +343,4 @@ TEST_F(InputReactions, AChangeMadeInTheMidstOfAReactionWaitsForItsEnd) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

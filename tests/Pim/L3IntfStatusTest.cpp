@@ -5,7 +5,7 @@
 #include "Pim/RootObserver.h"
 #include "Rix/NullArgumentError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::ElementsAre;
@@ -430,4 +430,4 @@ TEST_F(L3IntfStatus, ItsHandlersAreTimed) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

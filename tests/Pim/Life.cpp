@@ -8,7 +8,7 @@
 #include "Routing/Gmp/Tessel/TableReader.h"
 #include "Trace/TextSink.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 using Routing::Gmp::Tessel::App;
 
@@ -240,4 +240,4 @@ void Life::expectRecovery() {
     expectInputsUnreferenced();
 }
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -6,7 +6,7 @@
 
 #include "Pim/Fabric.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// A short life of a machine in which each of its reactions has a part: a start over a table that
 /// another machine left, joins and leaves of every kind, moves between VRFs, changes of roles, of
@@ -83,4 +83,4 @@ class Life final : public Fabric {
     void everySource(const Visit& visit);
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -3,7 +3,7 @@
 #include "MembershipJoinStatusSmFactory.h"
 #include "Pim/Fabric.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using Lumo::Argument;
@@ -55,9 +55,9 @@ class Module : public Fabric {
 };
 
 TEST_F(Module, TheFactoryMakesAMachineThatReacts) {
-    machine = membershipJoinStatusSmFactory(Domain::mpls, membershipJoinStatus, pegDrStatus,
-                                            l3IntfStatusDir, enabledStatus, pimStatusColl,
-                                            gmpStatusLocalColl, gmpProxyStatus, App::gmp);
+    machine = inside(membershipJoinStatusSmFactory(Domain::mpls, membershipJoinStatus, pegDrStatus,
+                                                   l3IntfStatusDir, enabledStatus, pimStatusColl,
+                                                   gmpStatusLocalColl, gmpProxyStatus, App::gmp));
     EXPECT_EQ(machine->references(), 1u);
     EXPECT_TRUE(machine->hasNotificationActive());
     bind("vlan10", "red");
@@ -193,8 +193,9 @@ TEST_F(Module, ItsAttributesPrintWhatItHolds) {
 }
 
 TEST_F(Module, ItsAttributesPrintWhatItLacks) {
-    machine = membershipJoinStatusSmFactory(Domain::unknown, nullptr, nullptr, nullptr, nullptr,
-                                            nullptr, nullptr, nullptr, static_cast<App>(9));
+    machine =
+        inside(membershipJoinStatusSmFactory(Domain::unknown, nullptr, nullptr, nullptr, nullptr,
+                                             nullptr, nullptr, nullptr, static_cast<App>(9)));
     machine->initializedIs(false);
     Texts texts;
     for (const TypeData::Attribute& attribute : machine->typeData().attributes())
@@ -264,4 +265,4 @@ TEST_F(Module, AnOperationRefusesWhatItDoesNotTake) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

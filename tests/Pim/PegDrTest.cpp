@@ -2,7 +2,7 @@
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
 #include "Pim/Fabric.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::ElementsAre;
@@ -222,4 +222,4 @@ TEST_F(PegDr, ItsOperationsAreTimed) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -5,7 +5,7 @@
 #include "Pim/RootObserver.h"
 #include "Rix/NullArgumentError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::ElementsAre;
@@ -220,4 +220,4 @@ TEST_F(PimVrfStatus, IgnoresEveryOtherAttribute) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

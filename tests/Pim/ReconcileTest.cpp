@@ -14,7 +14,7 @@
 #include "Pim/TwoJoins.h"
 #include "Trace/TextSink.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::ElementsAre;
@@ -245,4 +245,4 @@ TEST_F(Reconcile, WithoutInterfacesLeavesEveryVlanWithoutAVrf) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -4,7 +4,7 @@
 #include "Pim/Fabric.h"
 #include "Trace/TextSink.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 class ReplacedInput : public Fabric {
@@ -37,4 +37,4 @@ TEST_F(ReplacedInput, TheMplsMapsAreListenedToThoughTheirReplayFails) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

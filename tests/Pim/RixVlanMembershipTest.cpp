@@ -4,7 +4,7 @@
 #include "Pim/VlanTen.h"
 #include "Rix/NullArgumentError.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using Routing::Gmp::Tessel::App;
@@ -500,4 +500,4 @@ TEST_F(RixVlanMembershipTest, TellsItsTypeAndAttributes) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -1,7 +1,7 @@
 // A machine that lacks one of its inputs, and what the toggles choose among the others.
 #include "Pim/TwoJoins.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::ElementsAre;
@@ -17,11 +17,11 @@ class RootWithoutAnInput : public TwoJoins {
         const auto unless = [&](Input input, const auto& reference) {
             return input == missing ? nullptr : reference;
         };
-        machine = MembershipJoinStatusSm::MembershipJoinStatusSmIs(
+        machine = inside(MembershipJoinStatusSm::MembershipJoinStatusSmIs(
             domain, unless(joins, membershipJoinStatus), unless(pegDrs, pegDrStatus),
             unless(interfaces, l3IntfStatusDir), unless(vxlanMaps, enabledStatus),
             unless(pims, pimStatusColl), unless(statusTable, gmpStatusLocalColl),
-            unless(mplsMaps, gmpProxyStatus), app);
+            unless(mplsMaps, gmpProxyStatus), app));
     }
 
     void happen() {
@@ -140,4 +140,4 @@ TEST_P(RootToggles, ChooseTheSbdVlanAndTheRole) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

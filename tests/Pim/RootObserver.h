@@ -7,9 +7,9 @@
 
 #include "Lumo/Publisher.h"
 #include "Lumo/Subscriber.h"
-#include "MembershipJoinStatusSm.h"
+#include "MembershipJoinStatusSm/Root.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// Listens to a machine, as an agent's command line would, and keeps what it was told:
 /// "initialized was false", "rixVlanMembership 10". Lives on the stack of a test, which must end it
@@ -61,4 +61,4 @@ class RootObserver final : Lumo::Subscriber {
     std::vector<std::string> heard_;
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -7,7 +7,7 @@
 #include "Pim/TwoJoins.h"
 #include "Trace/TextSink.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using Routing::Gmp::Tessel::App;
@@ -548,4 +548,4 @@ TEST_F(Root, EveryMessageIsInTheRingToo) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

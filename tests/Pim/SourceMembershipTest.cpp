@@ -2,7 +2,7 @@
 #include "MembershipJoinStatusSm/SourceMembership.h"
 #include "Pim/VlanTen.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::ElementsAre;
@@ -512,4 +512,4 @@ TEST_F(SourceMembership, ABlockEndsWhereAHandlerRaisesAnError) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

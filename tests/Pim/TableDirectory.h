@@ -9,7 +9,7 @@
 #include <string>
 #include <system_error>
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// A directory in shared memory for a table, gone with the test, whose bytes can be damaged behind
 /// the writer's back.
@@ -53,4 +53,4 @@ class TableDirectory {
     const std::filesystem::path path_ = made();
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

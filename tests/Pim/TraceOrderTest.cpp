@@ -5,7 +5,7 @@
 #include "Pim/VlanTen.h"
 #include "Trace/TextSink.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::Contains;
@@ -115,4 +115,4 @@ TEST_F(TraceOrder, AVrfThatIsSetAgainIsNoEventAndNotTimed) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

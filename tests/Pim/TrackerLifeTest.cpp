@@ -8,7 +8,7 @@
 #include "Pim/VlanTen.h"
 #include "Trace/TextSink.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::ElementsAre;
@@ -248,4 +248,4 @@ TEST_F(TrackerLife, ObserversHearOfARemovedInterfaceWhenItsVlanHasNoVrfAnyMore) 
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

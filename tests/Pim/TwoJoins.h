@@ -4,7 +4,7 @@
 
 #include "Pim/Fabric.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// A fabric with one join of each kind: in the VRF red, a host on VLAN 10 and, behind a tunnel, one
 /// on the SBD VLAN 100; this router is DR there.
@@ -24,4 +24,4 @@ class TwoJoins : public Fabric {
     const std::string host100 = "red.irb vlan100 (10.0.0.1, 239.1.1.1) include";
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

@@ -2,7 +2,7 @@
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
 #include "Pim/VlanTen.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using testing::Contains;
@@ -375,4 +375,4 @@ TEST_F(VlanRefresh, IsTimedUnderItsFullSignature) {
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

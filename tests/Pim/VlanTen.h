@@ -6,7 +6,7 @@
 #include "MembershipJoinStatusSm/SourceMembership.h"
 #include "Pim/Fabric.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 
 /// A fabric in which one group, 239.1.1.1, is joined on VLAN 10, bound to VRF red; and the writes
 /// that its memberships lead to.
@@ -92,4 +92,4 @@ class VlanTen : public Fabric {
     }
 };
 
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

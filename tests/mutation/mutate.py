@@ -99,7 +99,7 @@ class Run:
 
     def _checkUnchanged(self):
         """Mutants tell something only if what is not changed passes, before and after them."""
-        for file in ("MembershipJoinStatusSm/Root.cpp", "MembershipJoinStatusSm.h"):
+        for file in ("MembershipJoinStatusSm/Root.cpp", "MembershipJoinStatusSm/Root.h"):
             if not self.shops[0].checkUnchanged(file):
                 sys.exit("the tests fail without any mutant")
 

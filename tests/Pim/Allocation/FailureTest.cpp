@@ -7,7 +7,7 @@
 #include "MembershipJoinStatusSm/SmTrace.h"
 #include "Pim/Life.h"
 
-namespace Irb::Multicast::Ingress {
+namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 /// Lives a life in which memory runs out at one allocation.
@@ -57,4 +57,4 @@ TEST(AllocationFailure, FromAnyAllocationToTheEndOfAChangeLeaksNothingAndTheNext
 }
 
 }  // namespace
-}  // namespace Irb::Multicast::Ingress
+}  // namespace Irb::Multicast::Ingress::Detail

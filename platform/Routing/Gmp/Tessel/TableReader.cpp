@@ -131,15 +131,16 @@ std::optional<VrfApp> TableReader::statusOf(const LoggedChange& change) const {
 }
 
 bool TableReader::waitForChange(std::optional<std::chrono::milliseconds> timeout) {
-    std::optional<std::chrono::steady_clock::time_point> deadline;
-    if (timeout) deadline = std::chrono::steady_clock::now() + *timeout;
+    if (isChanged()) return true;
+    if (!sleepers_) {
+        sleepers_ = std::make_shared<Storage::Sleepers>(Storage::Sleepers::forReader(directory_));
+    }
+    const Storage::Deadline deadline = Storage::deadlineIn(timeout);
+    Storage::SleepSteps steps(*sleepers_, log_.control(), deadline);
+    Storage::Waiter waiter(seen_);
     while (!isChanged()) {
-        if (!sleepers_) {
-            sleepers_ =
-                std::make_shared<Storage::Sleepers>(Storage::Sleepers::forReader(directory_));
-        }
         if (deadline && std::chrono::steady_clock::now() >= *deadline) return false;
-        sleepers_->sleep(log_.changes(), seen_, deadline);
+        waiter.sleep(steps);
     }
     return true;
 }

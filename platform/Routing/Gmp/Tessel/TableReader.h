@@ -55,11 +55,11 @@ class TableReader {
         std::vector<TableChange> changes;
     };
     Changes changes();
-    /// Sleeps until something changed since changes() was asked last, or for that long.
+    /// Sleeps until something changed since changes() was asked last, or for that long. Whoever may
+    /// write the file `sleepers` beside the table, the only one that readers write, is woken by the
+    /// change; others notice it within 20 ms.
     /// @param timeout how long at most; nothing means for ever
     /// @returns whether something changed
-    /// @throws std::system_error if the file `sleepers` beside the table may not be written, the
-    ///         only one that readers write; the message names the path
     bool waitForChange(std::optional<std::chrono::milliseconds> timeout = std::nullopt);
 
     /// Everything that is wrong with the table, one text a fault, with the file, the status and the

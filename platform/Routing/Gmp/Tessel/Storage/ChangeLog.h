@@ -47,6 +47,8 @@ class ChangeLogWriter {
         entry.number.store(count_, std::memory_order_release);
         control_.changes.store(count_, std::memory_order_release);
     }
+    /// The number of changes ever logged.
+    std::uint64_t count() const { return count_; }
 
   private:
     Control& control_;
@@ -64,8 +66,8 @@ class ChangeLogReader {
     /// The change of that number, counted from 0; nothing if the log has no such change, or no
     /// longer, or it is damaged.
     std::optional<LoggedChange> change(std::uint64_t number) const;
-    /// The word whose change wakes sleepers.
-    const Word& changes() const { return control_.changes; }
+    /// What a reader looks at to sleep until there is a change.
+    const Control& control() const { return control_; }
 
   private:
     const Control& control_;

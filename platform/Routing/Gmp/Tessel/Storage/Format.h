@@ -44,8 +44,10 @@ static_assert(sizeof(Header) == 80);
 // --- the control page: page 1; changed by the writer ------------------------------------------
 
 struct Control {
-    /// The number of changes ever logged. Its low half is what waiting readers sleep on.
+    /// The number of changes ever logged.
     alignas(64) Word changes;
+    /// How often sleeping readers were woken. Its low half is what they sleep on.
+    Word wakes;
 };
 constexpr PageNumber controlPage = 1;
 

@@ -1,13 +1,15 @@
 #include "Routing/Gmp/Tessel/Storage/Sleepers.h"
 
 #include <linux/futex.h>
-#include <linux/membarrier.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <climits>
 #include <ctime>
+#include <system_error>
 #include <utility>
 
 namespace Routing::Gmp::Tessel::Storage {
@@ -16,23 +18,34 @@ namespace {
 
 constexpr const char* fileName = "sleepers";
 
-long membarrier(int command) {
-    return syscall(SYS_membarrier, command, 0, 0);
-}
-
-/// The half of the word that changes with every change: what a futex can look at.
+/// The half of the word that changes each time: what a futex can look at.
 const std::uint32_t* lowHalf(const Word& word) {
     static_assert(std::endian::native == std::endian::little);
     return reinterpret_cast<const std::uint32_t*>(&word);
 }
 
+timespec timespecOf(std::chrono::nanoseconds duration) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
+    return {static_cast<time_t>(seconds.count()), static_cast<long>((duration - seconds).count())};
+}
+
 }  // namespace
 
-Sleepers::Sleepers(TableFile file) : file_(std::move(file)), asleep_(&file_.at<Word>(0)) {}
+Deadline deadlineIn(std::optional<std::chrono::milliseconds> timeout) {
+    const auto now = std::chrono::steady_clock::now();
+    const auto farthest =
+        std::chrono::floor<std::chrono::milliseconds>(Deadline::value_type::max() - now);
+    if (!timeout || *timeout > farthest) return std::nullopt;
+    return now + std::max(*timeout, std::chrono::milliseconds::zero());
+}
+
+// --- the file -----------------------------------------------------------------------------------
+
+Sleepers::Sleepers(std::optional<TableFile> file)
+    : file_(std::move(file)), asked_(file_ ? &file_->at<Word>(0) : nullptr) {}
 
 Sleepers Sleepers::forWriter(const std::filesystem::path& directory) {
     const std::filesystem::path path = directory / fileName;
-    static_cast<void>(membarrier(MEMBARRIER_CMD_REGISTER_GLOBAL_EXPEDITED));
     if (std::filesystem::exists(path)) {
         TableFile file = TableFile::open(path, TableFile::Access::write, TableFile::Size::fixed);
         if (file.pages() != 0) return Sleepers(std::move(file));
@@ -42,40 +55,61 @@ Sleepers Sleepers::forWriter(const std::filesystem::path& directory) {
 
 Sleepers Sleepers::forReader(const std::filesystem::path& directory) {
     const std::filesystem::path path = directory / fileName;
-    TableFile file = TableFile::open(path, TableFile::Access::write, TableFile::Size::fixed);
-    if (file.pages() == 0) raiseSystemError(EINVAL, path, "is empty");
-    return Sleepers(std::move(file));
+    try {
+        TableFile file = TableFile::open(path, TableFile::Access::write, TableFile::Size::fixed);
+        if (file.pages() != 0) return Sleepers(std::move(file));
+    } catch (const std::system_error&) {
+        // Whoever may not ask looks by himself, more often.
+    }
+    return Sleepers(std::nullopt);
 }
 
 Sleepers Sleepers::anonymous() {
-    static_cast<void>(membarrier(MEMBARRIER_CMD_REGISTER_GLOBAL_EXPEDITED));
-    return Sleepers(TableFile::anonymous(1, TableFile::Size::fixed));
+    Sleepers sleepers(std::nullopt);
+    sleepers.own_ = std::make_unique<Word>(0);
+    sleepers.asked_ = sleepers.own_.get();
+    return sleepers;
 }
 
-void Sleepers::wake(Word& changes) {
-    asleep().store(0, std::memory_order_relaxed);
-    syscall(SYS_futex, lowHalf(changes), FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
+bool Sleepers::ask(std::uint64_t seen) {
+    if (asked_ == nullptr) return false;
+    std::uint64_t asked = asked_->load(std::memory_order_seq_cst);
+    // Somebody who takes the word down again and again is not fought with.
+    for (int attempts = 0; asked < seen && attempts < 8; ++attempts)
+        asked_->compare_exchange_strong(asked, seen, std::memory_order_seq_cst);
+    return true;
 }
 
-void Sleepers::sleep(const Word& changes, std::uint64_t seen,
-                     std::optional<std::chrono::steady_clock::time_point> deadline) {
-    asleep().store(1, std::memory_order_seq_cst);
-    if (membarrier(MEMBARRIER_CMD_GLOBAL_EXPEDITED) != 0) {
-        static_cast<void>(membarrier(MEMBARRIER_CMD_GLOBAL));
+// --- the writer ---------------------------------------------------------------------------------
+
+bool WakeCalls::isTooSoon() {
+    const auto now = std::chrono::steady_clock::now();
+    if (now < next_) return true;
+    next_ = now + pause;
+    return false;
+}
+
+void WakeCalls::countWake() {
+    control_.wakes.store(++wakes_, std::memory_order_seq_cst);
+}
+
+void WakeCalls::wakeAll() {
+    syscall(SYS_futex, lowHalf(control_.wakes), FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
+}
+
+// --- a reader -----------------------------------------------------------------------------------
+
+bool SleepSteps::sleepOn(std::uint64_t wakes, Waiter::Length length) {
+    std::chrono::nanoseconds longest = briefSleep;
+    if (length == Waiter::Length::full) longest = isHeard_ ? fullSleep : unheardSleep;
+    if (deadline_) {
+        longest = std::min(longest, *deadline_ - std::chrono::steady_clock::now());
+        if (longest <= std::chrono::nanoseconds::zero()) return false;
     }
-    if (changes.load(std::memory_order_seq_cst) != seen) return;
-    timespec left{};
-    if (deadline) {
-        const auto rest = *deadline - std::chrono::steady_clock::now();
-        if (rest <= std::chrono::nanoseconds::zero()) return;
-        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(rest);
-        left.tv_sec = static_cast<time_t>(seconds.count());
-        left.tv_nsec = static_cast<long>(
-            std::chrono::duration_cast<std::chrono::nanoseconds>(rest - seconds).count());
-    }
-    // Whatever ends it, the caller looks again.
-    syscall(SYS_futex, lowHalf(changes), FUTEX_WAIT, static_cast<std::uint32_t>(seen),
-            deadline ? &left : nullptr, nullptr, 0);
+    const timespec left = timespecOf(longest);
+    return syscall(SYS_futex, lowHalf(control_.wakes), FUTEX_WAIT,
+                   static_cast<std::uint32_t>(wakes), &left, nullptr, 0) != 0 &&
+           errno == ETIMEDOUT;
 }
 
 }  // namespace Routing::Gmp::Tessel::Storage

@@ -3,48 +3,99 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 
 #include "Routing/Gmp/Tessel/Storage/TableFile.h"
+#include "Routing/Gmp/Tessel/Storage/WakeProtocol.h"
 
 namespace Routing::Gmp::Tessel::Storage {
 
+/// When a wait ends at the latest; nothing for never.
+using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+/// The deadline that long from now. One too far away to be told is none.
+Deadline deadlineIn(std::optional<std::chrono::milliseconds> timeout);
+
 /// How readers in other processes sleep until the table changes, at no cost to a writer that nobody
-/// waits for. It lives in the file `sleepers` beside the table, the only one that readers write:
-/// one word that says "somebody sleeps". May be used from any thread.
-///
-/// A reader raises the word, lets every processor that runs a writer finish its stores (a memory
-/// barrier that the reader imposes on the writer, so that the writer needs none), looks once more
-/// whether the table changed, and sleeps on the table's count of changes. The writer looks at the
-/// word after each change, takes it down and wakes all. A sleeper that is killed leaves the word
-/// up: that costs the writer one call.
+/// waits for; WakeProtocol.h says how that is sure. It lives in the file `sleepers` beside the
+/// table, the only one that readers write: one word, the highest count of changes that somebody
+/// sleeps on. What is wrong with that file, or with what it holds, costs sleepers their haste and
+/// nobody anything else. May be used from any thread.
 class Sleepers {
   public:
-    /// The writer's end; makes the file.
+    /// The writer's end; makes the file, one page with the word 0.
     static Sleepers forWriter(const std::filesystem::path& directory);
-    /// A reader's end.
-    /// @throws std::system_error if the file is missing or may not be written
+    /// A reader's end. Where the file is missing or may not be written, nobody can ask through it.
     static Sleepers forReader(const std::filesystem::path& directory);
     /// For a table without a name: readers are in this process.
     static Sleepers anonymous();
 
-    /// Wakes everyone who sleeps on `changes`.
-    void changed(Word& changes) {
-        if (asleep().load(std::memory_order_relaxed) != 0) wake(changes);
-    }
-    /// Sleeps until `changes` is no longer `seen`, at most until `deadline` (forever if none), and
-    /// perhaps less.
-    void sleep(const Word& changes, std::uint64_t seen,
-               std::optional<std::chrono::steady_clock::time_point> deadline);
+    /// The highest count that somebody sleeps on.
+    std::uint64_t asked() const { return asked_->load(std::memory_order_relaxed); }
+    /// Asks the writer for a call when there is a change behind that many.
+    /// @returns whether there is somebody who hears it
+    bool ask(std::uint64_t seen);
 
   private:
-    explicit Sleepers(TableFile file);
+    explicit Sleepers(std::optional<TableFile> file);
 
-    Word& asleep() const { return *asleep_; }
-    void wake(Word& changes);
+    std::optional<TableFile> file_;
+    std::unique_ptr<Word> own_;  ///< where there is no file
+    Word* asked_;
+};
 
-    TableFile file_;
-    Word* asleep_;
+/// The writer's steps of the protocol. Belongs to the writer's thread.
+class WakeCalls {
+  public:
+    /// A word that asks for a call each time gets one in so long.
+    static constexpr std::chrono::microseconds pause{100};
+
+    /// @param control the table's control page, as long as this
+    WakeCalls(const Sleepers& sleepers, Control& control)
+        : sleepers_(sleepers),
+          control_(control),
+          wakes_(control.wakes.load(std::memory_order_relaxed)) {}
+
+    /// Wakes those who sleep on the table's count of changes, behind each change.
+    void changed(std::uint64_t count) { waker_.changed(*this, count); }
+
+    std::uint64_t asked() const { return sleepers_.asked(); }
+    bool isTooSoon();
+    void countWake();
+    void wakeAll();
+
+  private:
+    const Sleepers& sleepers_;
+    Control& control_;
+    Waker waker_;
+    std::uint64_t wakes_;
+    std::chrono::steady_clock::time_point next_{};  ///< no call before
+};
+
+/// A reader's steps of the protocol, for one wait.
+class SleepSteps {
+  public:
+    /// Ten times the pause between the writer's calls, and longer than any store is under way.
+    static constexpr std::chrono::milliseconds briefSleep{1};
+    /// Bounds what a neighbour can do who meddles with sleepers.
+    static constexpr std::chrono::milliseconds fullSleep{500};
+    /// A full sleep where the writer cannot be asked for a call.
+    static constexpr std::chrono::milliseconds unheardSleep{20};
+
+    SleepSteps(Sleepers& sleepers, const Control& control, Deadline deadline)
+        : sleepers_(sleepers), control_(control), deadline_(deadline) {}
+
+    std::uint64_t wakes() const { return control_.wakes.load(std::memory_order_seq_cst); }
+    void ask(std::uint64_t seen) { isHeard_ = sleepers_.ask(seen); }
+    std::uint64_t changes() const { return control_.changes.load(std::memory_order_seq_cst); }
+    /// @returns whether the sleep lasted as long as it should
+    bool sleepOn(std::uint64_t wakes, Waiter::Length length);
+
+  private:
+    Sleepers& sleepers_;
+    const Control& control_;
+    Deadline deadline_;
+    bool isHeard_ = true;
 };
 
 }  // namespace Routing::Gmp::Tessel::Storage

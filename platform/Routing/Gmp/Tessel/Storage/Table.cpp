@@ -52,7 +52,8 @@ Table::Table(TableFile file, Sleepers sleepers, std::optional<WriterLock> lock)
     : lock_(std::move(lock)),
       file_(std::make_shared<TableFile>(std::move(file))),
       hashSeed_(checkedHashSeed(*file_)),
-      sleepers_(std::make_shared<Sleepers>(std::move(sleepers))) {
+      sleepers_(std::make_shared<Sleepers>(std::move(sleepers))),
+      wakeCalls_(*sleepers_, file_->at<Control>(controlPage)) {
     openStatuses();
     openFreePages();
     // Only now, when the table is known to be sound, is anything written to it.

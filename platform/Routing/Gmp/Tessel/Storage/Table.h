@@ -85,7 +85,7 @@ class Table {
     /// Logs a change that took effect and wakes the readers that wait for one.
     void changed(const LoggedChange& change) {
         log_->append(change);
-        sleepers_->changed(file_->at<Control>(controlPage).changes);
+        wakeCalls_.changed(log_->count());
     }
     bool isObserved() const { return static_cast<bool>(listener_.change); }
     void observe(const MembershipChange& change) const { listener_.change(change); }
@@ -104,6 +104,7 @@ class Table {
     HashSeed hashSeed_{};
     std::optional<ChangeLogWriter> log_;
     std::shared_ptr<Sleepers> sleepers_;
+    WakeCalls wakeCalls_;
     PageAllocator allocator_;
     Listener listener_;
     std::map<std::uint16_t, std::unique_ptr<StatusStore>> statuses_;

@@ -170,6 +170,7 @@ TEST(Waiting, LosesNoChangeUnderLoad) {
     EXPECT_EQ(memory.lost, 0u) << "of " << memory.waits << " waits, " << memory.sleeps << " sleeps";
     EXPECT_GE(memory.waits, wanted);
     EXPECT_GT(memory.sleeps, 0u);
+    RecordProperty("sleeps", std::to_string(memory.sleeps));
 }
 
 }  // namespace

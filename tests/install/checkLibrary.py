@@ -2,7 +2,7 @@
 """Checks what a shared library shows and needs: its dynamic symbols and its NEEDED entries must be
 exactly those that are named, and nothing else.
 
-    checkLibrary.py LIBRARY symbols NAME...   (C++ names demangled, without their arguments)
+    checkLibrary.py LIBRARY symbols NAME...   (C++ names demangled, without their arguments; no versions)
     checkLibrary.py LIBRARY needed NAME...    (file names, without versions; all are allowed, not all required)
 """
 import re
@@ -15,9 +15,9 @@ def output_of(*command):
 
 
 def symbols(library):
-    """Every defined dynamic symbol, demangled, without its arguments."""
+    """Every defined dynamic symbol, demangled, without its arguments and its version."""
     lines = output_of("nm", "-D", "--defined-only", "--demangle", library).splitlines()
-    return {re.sub(r"\(.*\)$", "", line.split(maxsplit=2)[2]) for line in lines}
+    return {re.sub(r"(\(.*\))?(@@\w+)?$", "", line.split(maxsplit=2)[2]) for line in lines}
 
 
 def needed(library):

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "Replay/Colours.h"
 #include "Replay/JsonReport.h"
 #include "Replay/JsonValue.h"
 #include "Replay/Places.h"
@@ -19,20 +20,21 @@ using Routing::Gmp::Tessel::TableChange;
 struct Name {
     std::string_view mark;
     std::string_view word;
+    std::string_view colour;
 };
 
 Name nameOf(const TableChange& change) {
     switch (change.kind) {
         case TableChange::Kind::statusAdded:
-            return {"+", "statusAdded"};
+            return {"+", "statusAdded", Replay::green};
         case TableChange::Kind::statusRemoved:
-            return {"-", "statusRemoved"};
+            return {"-", "statusRemoved", Replay::red};
         case TableChange::Kind::membership:
             break;
     }
-    if (!change.membership.before) return {"+", "added"};
-    if (!change.membership.after) return {"-", "removed"};
-    return {"~", "changed"};
+    if (!change.membership.before) return {"+", "added", Replay::green};
+    if (!change.membership.after) return {"-", "removed", Replay::red};
+    return {"~", "changed", Replay::yellow};
 }
 
 bool isOfStatus(const TableChange& change) {
@@ -58,19 +60,19 @@ std::string secondsText(std::int64_t timeMs) {
 }  // namespace
 
 bool takes(const TableFilter& filter, const TableChange& change) {
-    if (!isOfStatus(change)) return filter.takes(entryOf(change).place);
+    if (!isOfStatus(change)) return filter.takes(entryOf(change));
     return filter.takesEmptyStatuses() && filter.takes(Replay::placeOf(change.membership.status));
 }
 
-std::string changeText(const TableChange& change, std::int64_t timeMs) {
-    std::string line =
-        Replay::clockText(secondsText(timeMs)) + "  " + std::string(nameOf(change).mark) + " ";
-    if (isOfStatus(change)) {
-        line += Replay::statusText(Replay::placeOf(change.membership.status)) + "  status";
-    } else {
-        line += Replay::membershipText(entryOf(change));
-    }
-    return line + '\n';
+std::string changeText(const TableChange& change, std::int64_t timeMs, bool isColoured) {
+    const std::string time = secondsText(timeMs);
+    const Name name = nameOf(change);
+    const std::string what =
+        isOfStatus(change)
+            ? Replay::statusText(Replay::placeOf(change.membership.status)) + "  status"
+            : Replay::membershipText(entryOf(change));
+    return Replay::dayText(time) + "T" + Replay::clockText(time) + "Z  " +
+           Replay::coloured(isColoured, name.colour, std::string(name.mark) + " " + what) + '\n';
 }
 
 std::string changeJson(const TableChange& change, std::int64_t timeMs) {
@@ -78,8 +80,7 @@ std::string changeJson(const TableChange& change, std::int64_t timeMs) {
                        std::string(nameOf(change).word) + R"(",)";
     if (isOfStatus(change)) {
         const Replay::StatusPlace status = Replay::placeOf(change.membership.status);
-        line += R"("vrf":)" + Replay::jsonString(status.vrf) + R"(,"app":)" +
-                std::to_string(status.app) + '}';
+        line += Replay::jsonStatusPlace(status) + '}';
     } else {
         line += Replay::jsonMembership(entryOf(change), true).substr(1);
     }

@@ -19,12 +19,7 @@ std::vector<std::string> faultsIn(const std::string& directory, std::string& sum
     try {
         const TableReader reader(directory);
         const TableContent content = contentOf(reader, {});
-        std::size_t memberships = 0;
-        for (const auto& status : content.statuses)
-            memberships += status.memberships.size();
-        summary = std::to_string(content.statuses.size()) +
-                  (content.statuses.size() == 1 ? " status, " : " statuses, ") +
-                  Replay::countText(memberships, "membership");
+        summary = sizeText(content);
         return reader.faults();
     } catch (const Rix::CorruptionError& error) {
         return {error.what()};

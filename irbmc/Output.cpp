@@ -1,9 +1,12 @@
 #include "Output.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
+
+#include "Replay/Streams.h"
 
 namespace Irbmc {
 
@@ -14,14 +17,15 @@ void Output::write(std::string_view bytes) {
 }
 
 void Output::flush() {
-    std::string_view left = buffer_;
-    while (!left.empty()) {
-        const ssize_t count = ::write(descriptor_, left.data(), left.size());
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) throw OutputError(errno);
-        left.remove_prefix(static_cast<std::size_t>(count));
-    }
+    const int error = Replay::writeAll(descriptor_, buffer_);
+    if (error != 0) throw OutputError(error);
     buffer_.clear();
+}
+
+void Output::checkReader() const {
+    pollfd state{descriptor_, 0, 0};
+    if (::poll(&state, 1, 0) > 0 && (state.revents & (POLLERR | POLLHUP)) != 0)
+        throw OutputError(EPIPE);
 }
 
 bool Output::isTerminal() const {
@@ -31,7 +35,9 @@ bool Output::isTerminal() const {
 bool isColoured(const Output& output, Colour colour) {
     if (colour != Colour::automatic) return colour == Colour::always;
     const char* const noColor = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
-    return output.isTerminal() && (noColor == nullptr || *noColor == '\0');
+    const char* const terminal = std::getenv("TERM");     // NOLINT(concurrency-mt-unsafe)
+    return output.isTerminal() && (noColor == nullptr || *noColor == '\0') &&
+           (terminal == nullptr || std::string_view(terminal) != "dumb");
 }
 
 }  // namespace Irbmc

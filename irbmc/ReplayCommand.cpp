@@ -4,18 +4,20 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <iostream>
-#include <map>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+#include <variant>
 
+#include "Arguments.h"
 #include "Library.h"
 #include "Replay/EventReader.h"
 #include "Replay/FormatError.h"
 #include "Replay/JsonReport.h"
 #include "Replay/LineReader.h"
+#include "Replay/Streams.h"
 #include "Replay/TextReport.h"
 #include "Replay/Wording.h"
 
@@ -29,6 +31,7 @@ using Replay::FormatError;
 using Replay::LineReader;
 using Replay::Outcome;
 using Replay::Report;
+using Replay::tell;
 using Replay::Totals;
 
 /// A recording that is open for reading: a file, or standard input by the name "-".
@@ -49,9 +52,6 @@ class Recording {
   private:
     int descriptor_;
 };
-
-const std::map<std::string, Colour> colours{
-    {"auto", Colour::automatic}, {"always", Colour::always}, {"never", Colour::never}};
 
 /// The trace levels that the option spells; none if it was not given.
 Trace::Levels levelsOf(const std::optional<std::string>& text) {
@@ -75,20 +75,24 @@ std::optional<Event> eventOf(const LineReader::Line& line) {
     return Replay::readEvent(line.text);
 }
 
-/// One line on standard error.
-void tell(const std::string& text) {
-    std::cerr << Replay::printable(text) << '\n';
-}
-
 void count(Totals& totals, const Outcome& outcome) {
     ++totals.events;
     totals.added += outcome.added.size();
     totals.changed += outcome.changed.size();
     totals.removed += outcome.removed.size();
-    if (!outcome.error.empty()) ++totals.errors;
+    if (!outcome.error.empty()) ++totals.refused;
     if (!outcome.expectation) return;
     ++totals.expectations;
     if (!outcome.expectation->isMet()) ++totals.unmet;
+}
+
+/// Whether an event means nothing to anybody but a state machine.
+bool isForMachine(const Event& event) {
+    using Replay::Expect, Replay::TableDel, Replay::TableSet, Replay::TableStatus;
+    return !std::holds_alternative<TableSet>(event.action) &&
+           !std::holds_alternative<TableDel>(event.action) &&
+           !std::holds_alternative<TableStatus>(event.action) &&
+           !std::holds_alternative<Expect>(event.action);
 }
 
 }  // namespace
@@ -103,6 +107,7 @@ ReplayCommand::ReplayCommand(CLI::App& app)
         ->check(notEmpty());
     options().add_flag("--json", isJson_, "report for programs: one JSON object a line");
     options().add_flag("-q,--quiet", isQuiet_, "report the final table alone");
+    options().add_flag("--strict", isStrict_, "end at the first event that the system refuses");
     options()
         .add_option("--trace", levels_,
                     "report the trace messages of these levels with each event: 8, 0-9, 2,3,7")
@@ -116,10 +121,7 @@ ReplayCommand::ReplayCommand(CLI::App& app)
         .add_option("--toggle", toggles_, "set a feature toggle ahead of the recording")
         ->type_name("NAME=on|off")
         ->allow_extra_args(false);
-    options()
-        .add_option("--color", colour_, "auto, always or never")
-        ->transform(CLI::CheckedTransformer(colours).description(""))
-        ->type_name("WHEN");
+    options().add_option("--color", colour_, "auto, always or never")->type_name("WHEN");
     options()
         .add_option("--library", library_,
                     "the state machine's library, if not the one installed with the command")
@@ -144,14 +146,13 @@ void ReplayCommand::setToggles(Engine& engine) const {
 
 std::unique_ptr<Report> ReplayCommand::report(Output& output) const {
     if (isJson_) return std::make_unique<Replay::JsonReport>(output, isQuiet_);
-    auto report = std::make_unique<Replay::TextReport>(
-        output, Replay::TextReport::Options{isQuiet_, isColoured(output, colour_)});
-    report->begin(file_ == "-" ? "standard input" : file_);
-    return report;
+    return std::make_unique<Replay::TextReport>(
+        output, Replay::TextReport::Options{
+                    isQuiet_, isColoured(output, colourArgument("--color", colour_))});
 }
 
-std::string ReplayCommand::replay(LineReader& lines, Engine& engine, Report& report, Output& output,
-                                  Totals& totals) const {
+ReplayCommand::Ending ReplayCommand::replay(LineReader& lines, Engine& engine, Report& report,
+                                            Output& output, Course& course) const {
     while (true) {
         // What was found so far is not held back while the next line is waited for.
         if (!lines.hasBuffered()) output.flush();
@@ -161,42 +162,65 @@ std::string ReplayCommand::replay(LineReader& lines, Engine& engine, Report& rep
         try {
             const auto event = eventOf(*line);
             if (!event) continue;
+            course.isForMachine = course.isForMachine || isForMachine(*event);
             const Outcome outcome = engine.apply(*event);
-            count(totals, outcome);
-            report.event(totals.events, line->number, *event, outcome);
+            count(course.totals, outcome);
+            report.event(course.totals.events, line->number, *event, outcome);
+            if (!outcome.failure.empty()) return {exitFailure, place + outcome.failure};
+            if (!outcome.error.empty()) {
+                if (course.firstRefusal.empty()) course.firstRefusal = place + outcome.error;
+                if (isStrict_) return {exitUnmet, ""};
+            }
             if (isQuiet_ && outcome.expectation && !outcome.expectation->isMet()) {
                 tell(place + "the expectation is not met");
             }
         } catch (const FormatError& error) {
-            return place + error.what();
+            return {exitFailure, place + error.what()};
+        } catch (const std::bad_alloc&) {
+            return {exitFailure, place + "out of memory"};
         }
     }
 }
 
+/// What a report may not show, or not so that it is seen.
+void ReplayCommand::tellAfterwards(const Course& course, bool wasWhole, bool hasStarted) const {
+    const Totals& totals = course.totals;
+    if (totals.refused != 0) {
+        tell(file_ + ": " + std::to_string(totals.refused) + " of " +
+             Replay::countText(totals.events, "event") +
+             (totals.refused == 1 ? " was refused, at " : " were refused, the first at ") +
+             course.firstRefusal);
+    }
+    if (wasWhole && course.isForMachine && !hasStarted) {
+        tell(file_ + R"(: hint: no state machine ran: an event {"op":"start"} starts one)");
+    }
+}
+
 int ReplayCommand::run() {
-    const Recording recording(file_);
-    Engine engine({library_.empty() ? installedLibrary() : std::filesystem::path(library_),
-                   tableDirectory_, levelsOf(levels_)});
-    setToggles(engine);
+    const Trace::Levels levels = levelsOf(levels_);
     Output output(STDOUT_FILENO);
     const auto report = this->report(output);
+    const Recording recording(file_);
+    Engine engine({library_.empty() ? installedLibrary() : std::filesystem::path(library_),
+                   tableDirectory_, levels});
+    setToggles(engine);
+    report->begin(file_ == "-" ? "standard input" : file_);
     LineReader lines(recording.descriptor());
-    Totals totals;
-    std::string wrong;
+    Course course;
+    Ending ending;
     try {
-        wrong = replay(lines, engine, *report, output, totals);
+        ending = replay(lines, engine, *report, output, course);
     } catch (const OutputError&) {
         throw;
     } catch (const std::system_error& error) {
-        wrong = file_ + ": cannot be read: " + error.code().message();
+        ending = {exitFailure, file_ + ": cannot be read: " + error.code().message()};
     }
-    report->finish(engine.table(), totals);
+    report->finish(engine.table(), course.totals);
     output.flush();
-    if (!wrong.empty()) {
-        tell(wrong);
-        return exitFailure;
-    }
-    return totals.unmet == 0 ? exitDone : exitUnmet;
+    tellAfterwards(course, ending.status == exitDone, engine.hasStarted());
+    if (!ending.message.empty()) tell(ending.message);
+    if (ending.status != exitDone) return ending.status;
+    return course.totals.unmet == 0 ? exitDone : exitUnmet;
 }
 
 }  // namespace Irbmc

@@ -3,10 +3,14 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <iostream>
-#include <stdexcept>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+#include <utility>
 
+#include "Arguments.h"
 #include "ChangeLine.h"
+#include "Replay/Streams.h"
 #include "Replay/Wording.h"
 
 namespace Irbmc {
@@ -15,6 +19,9 @@ namespace {
 
 using Routing::Gmp::Tessel::TableChange;
 using Routing::Gmp::Tessel::TableReader;
+
+/// How long a watcher looks at nothing but the table: what else can happen to it is seen that late.
+constexpr std::chrono::milliseconds lookout{100};
 
 std::int64_t millisecondsNow() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -35,61 +42,114 @@ ShowCommand::ShowCommand(CLI::App& app)
     options().add_flag("--watch", isWatch_,
                        "then follow the changes as they happen, one line each");
     options().add_option("--vrf", vrf_, "only this VRF")->type_name("NAME");
-    options()
-        .add_option("--vlan", vlan_, "only the interface of this VLAN")
-        ->type_name("NUMBER")
-        ->check(notEmpty());
-    options()
-        .add_option("--group", group_, "only this multicast group")
-        ->type_name("ADDRESS")
-        ->check(notEmpty());
+    const auto filter = [this](const char* name, std::string& value, const char* what,
+                               const char* type) {
+        options().add_option(name, value, what)->type_name(type)->check(notEmpty());
+    };
+    filter("--app", app_, "only this application", "NAME");
+    filter("--vlan", vlan_, "only the interface of this VLAN", "NUMBER");
+    filter("--source", source_, "only this source; * for any source", "ADDRESS");
+    filter("--group", group_, "only this multicast group", "ADDRESS");
+    filter("--mode", mode_, "only include, or only exclude", "MODE");
+    filter("--color", colour_, "auto, always or never", "WHEN");
 }
 
 TableFilter ShowCommand::filter() const {
-    TableFilter filter{vrf_, vlan_, {}};
-    if (group_.empty()) return filter;
-    filter.group = Ondel::IpGenAddr::parse(group_);
-    if (!filter.group) {
-        throw std::invalid_argument("--group takes an IPv4 or IPv6 address, not " + group_);
+    TableFilter filter;
+    filter.vrf = vrf_;
+    if (!app_.empty()) filter.app = appArgument("--app", app_);
+    if (!vlan_.empty()) filter.vlan = vlanArgument("--vlan", vlan_);
+    if (!group_.empty()) filter.group = addressArgument("--group", group_);
+    if (!mode_.empty()) filter.mode = modeArgument("--mode", mode_);
+    if (!source_.empty()) {
+        filter.source =
+            source_ == "*" ? source_ : Replay::sourceText(addressArgument("--source", source_));
     }
     return filter;
 }
 
 bool ShowCommand::writeTable(Output& output, const TableReader& reader,
                              const TableFilter& filter) const {
-    const TableContent content = contentOf(reader, filter);
-    isJson_ ? writeJson(output, content) : writeColumns(output, content);
+    TableContent content = contentOf(reader, filter);
+    std::error_code none;
+    content.bytes = std::filesystem::file_size(directory_ + "/table", none);
+    if (none) content.bytes = 0;
+    content.writer = TableWriter::of(directory_);
+    isJson_ ? writeJson(output, content) : writeColumns(output, content, isColoured_);
     output.flush();
     if (!isJson_) {
         for (const std::string& damage : content.damage)
-            std::cerr << "irbmc: " << Replay::printable(damage) << '\n';
+            Replay::tell("irbmc: " + damage);
     }
     return content.damage.empty();
 }
 
-void ShowCommand::watch(Output& output, TableReader& reader, const TableFilter& filter) const {
-    while (true) {
+void ShowCommand::follow(Output& output, Watched& table, const TableFilter& filter) const {
+    TableReader& reader = *table.reader;
+    while (TableFileId::of(directory_) == table.file) {
         output.flush();
-        reader.waitForChange();
+        output.checkReader();
+        if (!reader.waitForChange(lookout)) continue;
         const TableReader::Changes news = reader.changes();
         if (news.isWalkNeeded) {
-            std::cerr << "irbmc: changes were missed; the whole table follows\n";
+            Replay::tell("irbmc: changes were missed; the whole table follows");
             writeTable(output, reader, filter);
         }
         const std::int64_t now = millisecondsNow();
         for (const TableChange& change : news.changes) {
             if (!takes(filter, change)) continue;
-            output.write(isJson_ ? changeJson(change, now) : changeText(change, now));
+            output.write(isJson_ ? changeJson(change, now) : changeText(change, now, isColoured_));
         }
+    }
+}
+
+ShowCommand::Watched ShowCommand::open() const {
+    // In this order: what replaces the file meanwhile is noticed.
+    Watched table{TableFileId::of(directory_), nullptr};
+    table.reader = std::make_unique<TableReader>(directory_);
+    return table;
+}
+
+ShowCommand::Watched ShowCommand::awaitTable(Output& output) const {
+    std::string told;
+    while (true) {
+        output.checkReader();
+        try {
+            return open();
+        } catch (const std::exception& error) {
+            const bool isThere = TableFileId::of(directory_).isThere();
+            if (isThere && told != error.what()) Replay::tell("irbmc: " + (told = error.what()));
+        }
+        std::this_thread::sleep_for(lookout);
+    }
+}
+
+void ShowCommand::watch(Output& output, Watched table, const TableFilter& filter) const {
+    while (true) {
+        try {
+            follow(output, table, filter);
+        } catch (const OutputError&) {
+            throw;
+        } catch (const std::system_error&) {
+            // Its files may go one by one.
+            std::this_thread::sleep_for(lookout);
+            if (TableFileId::of(directory_) == table.file) throw;
+        }
+        output.flush();
+        Replay::tell("irbmc: " + directory_ + ": the table was removed or replaced");
+        table = awaitTable(output);
+        Replay::tell("irbmc: " + directory_ + ": there is a table again; the whole of it follows");
+        writeTable(output, *table.reader, filter);
     }
 }
 
 int ShowCommand::run() {
     const TableFilter filter = this->filter();
-    TableReader reader(directory_);
     Output output(STDOUT_FILENO);
-    const bool isSound = writeTable(output, reader, filter);
-    if (isWatch_) watch(output, reader, filter);
+    isColoured_ = isColoured(output, colourArgument("--color", colour_));
+    Watched table = open();
+    const bool isSound = writeTable(output, *table.reader, filter);
+    if (isWatch_) watch(output, std::move(table), filter);
     return isSound ? exitDone : exitUnmet;
 }
 

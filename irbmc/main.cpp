@@ -5,14 +5,16 @@
 #include <cerrno>
 #include <csignal>
 #include <exception>
-#include <iostream>
+#include <new>
 #include <sstream>
 #include <string>
 #include <system_error>
 
 #include "CheckCommand.h"
+#include "CommandLine.h"
+#include "HelpCommand.h"
 #include "Output.h"
-#include "Replay/Wording.h"
+#include "Replay/Streams.h"
 #include "ReplayCommand.h"
 #include "ShowCommand.h"
 
@@ -32,19 +34,19 @@ void takeClosedStreams() {
     }
 }
 
-std::string failureMessage(const CLI::App* /*app*/, const CLI::Error& error) {
-    return "irbmc: " + Irbmc::Replay::printable(error.what()) +
-           "\nirbmc --help and irbmc COMMAND --help tell what it takes.\n";
-}
-
 /// Ends a command line that names nothing to run: one that asks for help, or a wrong one.
 int exitWithoutRunning(const CLI::App& app, const CLI::ParseError& error) {
+    if (error.get_exit_code() != 0) {
+        Irbmc::Replay::tell("irbmc: " + Irbmc::refusal(app, error));
+        Irbmc::Replay::tell("irbmc help and irbmc help COMMAND tell what it takes.");
+        return Irbmc::exitFailure;
+    }
     std::ostringstream help;
-    const int status = app.exit(error, help, std::cerr);
+    app.exit(error, help);
     Irbmc::Output output(STDOUT_FILENO);
     output.write(help.str());
     output.flush();
-    return status == 0 ? Irbmc::exitDone : Irbmc::exitFailure;
+    return Irbmc::exitDone;
 }
 
 int run(int argc, char** argv) {
@@ -53,12 +55,12 @@ int run(int argc, char** argv) {
         "state machine and shows the GMP status table that it writes.",
         "irbmc");
     app.set_version_flag("--version", "irbmc " IRBMC_VERSION);
-    app.failure_message(failureMessage);
     app.require_subcommand(1);
     Irbmc::ReplayCommand replay(app);
     Irbmc::ShowCommand show(app);
     Irbmc::CheckCommand check(app);
-    const std::array<Command*, 3> commands{&replay, &show, &check};
+    Irbmc::HelpCommand help(app);
+    const std::array<Command*, 4> commands{&replay, &show, &check, &help};
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -78,8 +80,14 @@ int main(int argc, char** argv) {
     try {
         takeClosedStreams();
         return run(argc, argv);
+    } catch (const Irbmc::OutputError& error) {
+        if (!error.isNobodyReading()) Irbmc::Replay::tell(std::string("irbmc: ") + error.what());
+        return Irbmc::exitFailure;
+    } catch (const std::bad_alloc&) {
+        Irbmc::Replay::tell("irbmc: out of memory");
+        return Irbmc::exitFailure;
     } catch (const std::exception& error) {
-        std::cerr << "irbmc: " << Irbmc::Replay::printable(error.what()) << '\n';
+        Irbmc::Replay::tell(std::string("irbmc: ") + error.what());
         return Irbmc::exitFailure;
     }
 }

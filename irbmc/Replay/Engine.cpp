@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <exception>
 #include <iterator>
+#include <new>
+#include <system_error>
 #include <utility>
 #include <variant>
 
@@ -75,6 +77,10 @@ Outcome Engine::apply(const Event& event) {
     } catch (const FormatError&) {
         outcome_ = nullptr;
         throw;
+    } catch (const std::system_error& error) {
+        outcome.failure = error.what();
+    } catch (const std::bad_alloc&) {
+        outcome.failure = "out of memory";
     } catch (const std::exception& error) {
         outcome.error = error.what();
     }

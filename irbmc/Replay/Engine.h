@@ -39,10 +39,13 @@ class Engine : private Rix::CorruptionHandler {
     Engine& operator=(const Engine&) = delete;
     ~Engine() override;
 
-    /// Applies an event and tells what it led to. What the system refuses is in the outcome.
+    /// Applies an event and tells what it led to. What the system refuses is in the outcome, and so
+    /// is what the computer fails at.
     /// @throws FormatError if the event cannot stand where it does; nothing is changed then
     Outcome apply(const Event& event);
 
+    /// Whether a `start` was applied.
+    bool hasStarted() const { return hasStarted_; }
     /// The table as it stands, in the order of reports.
     std::vector<StatusContent> table() const { return table_.content(); }
 

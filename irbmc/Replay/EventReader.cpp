@@ -5,6 +5,7 @@
 #include "Ondel/VlanIntfId.h"
 #include "Replay/Fields.h"
 #include "Replay/FormatError.h"
+#include "Replay/Names.h"
 
 namespace Irbmc::Replay {
 
@@ -17,29 +18,50 @@ GroupPlace readGroupPlace(Fields& fields) {
     return {fields.vlan(), fields.address("group")};
 }
 
-SourcePlace readSourcePlace(Fields& fields) {
-    return {fields.vlan(), fields.address("group"), fields.address("source")};
+std::uint8_t readRole(Fields& fields, std::string_view name) {
+    return fields.byteOr(name, 0, roleNamed, "none, dr, nonDr");
 }
 
-SourceJoin readSourceJoin(Fields& fields) {
-    return {fields.address("source"), fields.intfs("include"), fields.intfs("exclude")};
+std::uint8_t readApp(Fields& fields) {
+    return fields.byteOr("app", 1, appNamed, "none, irb, gmp, static");
+}
+
+SourcePlace readSourcePlace(Fields& fields) {
+    const GroupPlace place = readGroupPlace(fields);
+    return {place.vlan, place.group, fields.source(place.group)};
+}
+
+SourceJoin readSourceJoin(Fields& fields, const Ondel::IpGenAddr& group) {
+    return {fields.source(group), fields.intfs("include"), fields.intfs("exclude")};
 }
 
 GroupJoin readGroupJoin(Fields& fields) {
-    return {fields.address("group"), fields.objects("sources", readSourceJoin)};
+    const Ondel::IpGenAddr group = fields.address("group");
+    return {group, fields.objects("sources", [&group](Fields& source) {
+                return readSourceJoin(source, group);
+            })};
 }
 
 StatusPlace readStatusPlace(Fields& fields) {
-    return {fields.text("vrf"), fields.byteOr("app", 1)};
+    return {fields.text("vrf"), readApp(fields)};
 }
 
 MembershipPlace readMembershipPlace(Fields& fields) {
-    return {readStatusPlace(fields), fields.intf(), fields.address("source"),
-            fields.address("group")};
+    const StatusPlace status = readStatusPlace(fields);
+    const Ondel::IntfId intf = fields.intf();
+    const Ondel::IpGenAddr group = fields.address("group");
+    return {status, intf, fields.source(group), group};
 }
 
+/// A membership as a report gives it, or without the name that it adds to its application.
 TableEntry readTableEntry(Fields& fields) {
-    return {readMembershipPlace(fields), fields.mode("mode")};
+    TableEntry entry{readMembershipPlace(fields), fields.mode("mode")};
+    const JsonValue* const name = fields.find("appName");
+    if (name != nullptr && textOf(*name, "appName") != appText(entry.place.status.app)) {
+        throw FormatError(R"("appName" must be )" + jsonString(appText(entry.place.status.app)) +
+                          ", as \"app\" is, not " + name->description());
+    }
+    return entry;
 }
 
 /// Only VLAN interfaces mean the same in every process, so only they go into the shared table.
@@ -49,8 +71,10 @@ void checkVlanIntf(Ondel::IntfId intf) {
 }
 
 Action readStart(Fields& fields) {
-    Start start{
-        fields.byteOr("domain", 1), fields.byteOr("app", 1), fields.textOr("name", "default"), {}};
+    Start start{fields.byteOr("domain", 1, domainNamed, "unknown, vxlan, mpls"),
+                readApp(fields),
+                fields.textOr("name", "default"),
+                {}};
     for (const JsonValue& value : fields.array("without")) {
         const auto input = inputNamed(textOf(value, "without"));
         if (!input) throw FormatError("no input " + value.description());
@@ -109,8 +133,8 @@ Action readSbdToVrfDel(Fields& fields) {
 }
 
 Action readPegDrSet(Fields& fields) {
-    return PegDrSet{fields.vlan(), fields.byteOr("first", 0), fields.byteOr("second", 0),
-                    fields.byteOr("role", 0)};
+    return PegDrSet{fields.vlan(), readRole(fields, "first"), readRole(fields, "second"),
+                    readRole(fields, "role")};
 }
 
 Action readTableSet(Fields& fields) {
@@ -151,7 +175,8 @@ const std::unordered_map<std::string_view, Read>& readers() {
         {"group.del", [](F f) -> Action { return GroupDel{readGroupPlace(f)}; }},
         {"source.set",
          [](F f) -> Action {
-             return SourceSet{readGroupPlace(f), readSourceJoin(f)};
+             const GroupPlace place = readGroupPlace(f);
+             return SourceSet{place, readSourceJoin(f, place.group)};
          }},
         {"source.del", [](F f) -> Action { return SourceDel{readSourcePlace(f)}; }},
         {"include.add", readIntfChange<JoinMode::include, Change::add>},

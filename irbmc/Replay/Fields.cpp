@@ -108,9 +108,14 @@ std::uint32_t Fields::integer(std::string_view name, std::uint32_t limit) {
     return integerOf(required(name), name, limit);
 }
 
-std::uint8_t Fields::byteOr(std::string_view name, std::uint8_t absent) {
+std::uint8_t Fields::byteOr(std::string_view name, std::uint8_t absent, Named named,
+                            std::string_view names) {
     const JsonValue* value = find(name);
     if (value == nullptr) return absent;
+    if (const auto* text = value->as<std::string>()) {
+        if (const auto number = named(*text)) return *number;
+        refuse(name, "an integer 0..255 or one of " + std::string(names), *value);
+    }
     return static_cast<std::uint8_t>(integerOf(*value, name, UINT8_MAX));
 }
 
@@ -120,6 +125,12 @@ Ondel::IpGenAddr Fields::address(std::string_view name) {
         if (const auto address = Ondel::IpGenAddr::parse(*text)) return *address;
     }
     refuse(name, "an IPv4 or IPv6 address", value);
+}
+
+Ondel::IpGenAddr Fields::source(const Ondel::IpGenAddr& group) {
+    const auto* text = required("source").as<std::string>();
+    if (text != nullptr && *text == "*") return Ondel::IpGenAddr::zero(group.family());
+    return address("source");
 }
 
 Ondel::IntfId Fields::intf() {

@@ -32,9 +32,15 @@ class Fields {
     std::string text(std::string_view name);
     std::string textOr(std::string_view name, std::string_view absent);
     std::uint32_t integer(std::string_view name, std::uint32_t limit);
-    std::uint8_t byteOr(std::string_view name, std::uint8_t absent);
+    /// What a name stands for, or nothing.
+    using Named = std::optional<std::uint8_t> (*)(std::string_view name);
+    /// A number 0..255, or one of the names that `named` knows; `names` lists those for people.
+    std::uint8_t byteOr(std::string_view name, std::uint8_t absent, Named named,
+                        std::string_view names);
     VlanNumber vlan() { return integer("vlan", UINT32_MAX); }
     Ondel::IpGenAddr address(std::string_view name);
+    /// The same, where "*" stands for any source of the group's family.
+    Ondel::IpGenAddr source(const Ondel::IpGenAddr& group);
     Ondel::IntfId intf();
     /// Interface names; none if the field is not given.
     std::vector<Ondel::IntfId> intfs(std::string_view name);

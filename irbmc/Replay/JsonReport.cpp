@@ -1,10 +1,14 @@
 #include "Replay/JsonReport.h"
 
 #include "Replay/JsonValue.h"
+#include "Replay/Names.h"
 
 namespace Irbmc::Replay {
 
 namespace {
+
+/// The end of every object of a report. The version grows when a field changes its meaning or goes.
+const std::string schemaVersion = R"(,"schemaVersion":1)";
 
 void addMemberships(std::string& line, std::string_view key,
                     const std::vector<TableEntry>& entries) {
@@ -42,12 +46,16 @@ void addTrace(std::string& line, const std::vector<TraceLine>& trace) {
 
 }  // namespace
 
+std::string jsonStatusPlace(const StatusPlace& place) {
+    return R"("vrf":)" + jsonString(place.vrf) + R"(,"app":)" + std::to_string(place.app) +
+           R"(,"appName":")" + appText(place.app) + '"';
+}
+
 std::string jsonMembership(const TableEntry& entry, bool isWithStatus) {
     std::string text = "{";
     const MembershipPlace& place = entry.place;
     if (isWithStatus) {
-        text += R"("vrf":)" + jsonString(place.status.vrf) + R"(,"app":)" +
-                std::to_string(place.status.app) + ',';
+        text += jsonStatusPlace(place.status) + ',';
     }
     text += R"("intf":)" + jsonString(place.intf.shortName());
     text += R"(,"source":")" + place.source.text() + R"(","group":")" + place.group.text();
@@ -67,22 +75,21 @@ void JsonReport::event(std::uint64_t number, std::uint64_t line, const Event& ev
     addMemberships(text, "removed", outcome.removed);
     addCorruptions(text, outcome.corruptions);
     addTrace(text, outcome.trace);
-    if (!outcome.error.empty()) text += R"(,"error":)" + jsonString(outcome.error);
+    const std::string& error = outcome.failure.empty() ? outcome.error : outcome.failure;
+    if (!error.empty()) text += R"(,"error":)" + jsonString(error);
     if (outcome.expectation) {
         addMemberships(text, "missing", outcome.expectation->missing);
         addMemberships(text, "unexpected", outcome.expectation->unexpected);
     }
-    text += "}\n";
-    sink_.write(text);
+    sink_.write(text + schemaVersion + "}\n");
 }
 
 void writeStatuses(Sink& sink, const std::vector<StatusContent>& table) {
     sink.write("[");
     for (const StatusContent& status : table) {
         if (&status != &table.front()) sink.write(",");
-        sink.write(R"({"name":)" + jsonString(status.name) + R"(,"vrf":)" +
-                   jsonString(status.status.vrf) + R"(,"app":)" +
-                   std::to_string(status.status.app) + R"(,"memberships":[)");
+        sink.write(R"({"name":)" + jsonString(status.name) + ',' + jsonStatusPlace(status.status) +
+                   R"(,"memberships":[)");
         for (const TableEntry& entry : status.memberships) {
             if (&entry != &status.memberships.front()) sink.write(",");
             sink.write(jsonMembership(entry, false));
@@ -97,7 +104,8 @@ void JsonReport::finish(const std::vector<StatusContent>& table, const Totals& t
     writeStatuses(sink_, table);
     sink_.write(R"(,"events":)" + std::to_string(totals.events) + R"(,"expectations":)" +
                 std::to_string(totals.expectations) + R"(,"unmet":)" +
-                std::to_string(totals.unmet) + "}\n");
+                std::to_string(totals.unmet) + R"(,"refused":)" + std::to_string(totals.refused) +
+                schemaVersion + "}\n");
 }
 
 }  // namespace Irbmc::Replay

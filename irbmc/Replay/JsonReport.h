@@ -12,6 +12,7 @@ class JsonReport : public Report {
   public:
     JsonReport(Sink& sink, bool isQuiet) : sink_(sink), isQuiet_(isQuiet) {}
 
+    void begin(std::string_view /*title*/) override {}
     void event(std::uint64_t number, std::uint64_t line, const Event& event,
                const Outcome& outcome) override;
     void finish(const std::vector<StatusContent>& table, const Totals& totals) override;
@@ -21,6 +22,8 @@ class JsonReport : public Report {
     bool isQuiet_;
 };
 
+/// The members of a JSON object that tell a status: its VRF, its application by number and by name.
+std::string jsonStatusPlace(const StatusPlace& place);
 /// A membership as a JSON object; without `vrf` and `app` where its status already says them.
 std::string jsonMembership(const TableEntry& entry, bool isWithStatus);
 /// Statuses with their memberships as a JSON array.

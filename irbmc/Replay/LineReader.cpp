@@ -1,10 +1,8 @@
 #include "Replay/LineReader.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <system_error>
+
+#include "Replay/Streams.h"
 
 namespace Irbmc::Replay {
 
@@ -46,14 +44,10 @@ bool LineReader::dropLine() {
 }
 
 bool LineReader::refill() {
-    ssize_t count = 0;
-    do {
-        count = ::read(descriptor_, buffer_.data(), buffer_.size());
-    } while (count < 0 && errno == EINTR);
-    if (count < 0) throw std::system_error(errno, std::generic_category());
     begin_ = 0;
-    end_ = static_cast<std::size_t>(count);
-    return count > 0;
+    end_ = 0;
+    end_ = readSome(descriptor_, buffer_.data(), buffer_.size());
+    return end_ != 0;
 }
 
 }  // namespace Irbmc::Replay

@@ -38,6 +38,9 @@ struct Outcome {
     std::vector<TraceLine> trace;
     /// Why the system refused the event, or what was left of it; empty if it did not.
     std::string error;
+    /// Why the computer failed at it (a full disk, no memory), whatever the event was; empty if it
+    /// did not. What comes after is not to be trusted any more.
+    std::string failure;
     /// For an `expect` alone.
     std::optional<Expectation> expectation;
 };

@@ -15,7 +15,7 @@ struct Totals {
     std::uint64_t expectations = 0;
     std::uint64_t unmet = 0;
     /// Events that the system refused.
-    std::uint64_t errors = 0;
+    std::uint64_t refused = 0;
     /// Sums of the events' net effects.
     std::uint64_t added = 0;
     std::uint64_t changed = 0;
@@ -35,6 +35,8 @@ class Report {
   public:
     virtual ~Report() = default;
 
+    /// Before the first event. @param title what is being replayed
+    virtual void begin(std::string_view title) = 0;
     /// One event: its number, counted from 1, the line it stands on, and what it led to.
     virtual void event(std::uint64_t number, std::uint64_t line, const Event& event,
                        const Outcome& outcome) = 0;

@@ -3,18 +3,12 @@
 #include <algorithm>
 
 #include "Columns.h"
+#include "Replay/Colours.h"
 #include "Replay/Wording.h"
 
 namespace Irbmc::Replay {
 
 namespace {
-
-constexpr std::string_view green = "\x1b[32m";
-constexpr std::string_view yellow = "\x1b[33m";
-constexpr std::string_view red = "\x1b[31m";
-constexpr std::string_view bold = "\x1b[1m";
-constexpr std::string_view faint = "\x1b[2m";
-constexpr std::string_view plain = "\x1b[0m";
 
 constexpr std::size_t numberWidth = 6;
 constexpr std::size_t opWidth = 13;
@@ -43,8 +37,7 @@ std::string expectationText(const Expectation& expectation) {
 }  // namespace
 
 std::string TextReport::coloured(std::string_view colour, std::string_view text) const {
-    if (!options_.isColoured) return std::string(text);
-    return std::string(colour) + std::string(text) + std::string(plain);
+    return Replay::coloured(options_.isColoured, colour, text);
 }
 
 std::string TextReport::effect(std::string_view mark, std::string_view colour,
@@ -101,6 +94,7 @@ void TextReport::event(std::uint64_t number, std::uint64_t /*line*/, const Event
         text += effect("damaged:", red, printable(corruption));
     }
     if (!outcome.error.empty()) text += effect("refused:", red, printable(outcome.error));
+    if (!outcome.failure.empty()) text += effect("failed:", red, printable(outcome.failure));
     for (const TraceLine& record : outcome.trace) {
         text += effect(std::to_string(record.level), faint,
                        record.function + " | " + printable(record.text));
@@ -146,8 +140,8 @@ void TextReport::summary(const Totals& totals) {
                        countText(totals.added, "membership") + " added, " +
                        std::to_string(totals.changed) + " changed, " +
                        std::to_string(totals.removed) + " removed";
-    if (totals.errors != 0) {
-        text += "; " + coloured(red, countText(totals.errors, "event") + " refused");
+    if (totals.refused != 0) {
+        text += "; " + coloured(red, countText(totals.refused, "event") + " refused");
     }
     if (totals.expectations != 0) {
         text += "; " + countText(totals.expectations, "expectation") + ", ";

@@ -19,8 +19,7 @@ class TextReport : public Report {
 
     TextReport(Sink& sink, Options options) : sink_(sink), options_(options) {}
 
-    /// The lines before the first event. @param title what is being replayed
-    void begin(std::string_view title);
+    void begin(std::string_view title) override;
     void event(std::uint64_t number, std::uint64_t line, const Event& event,
                const Outcome& outcome) override;
     void finish(const std::vector<StatusContent>& table, const Totals& totals) override;

@@ -8,8 +8,8 @@
 #include <optional>
 
 #include "Replay/JsonValue.h"
+#include "Replay/Names.h"
 #include "Replay/Overloaded.h"
-#include "Routing/Gmp/Tessel/App.h"
 
 namespace Irbmc::Replay {
 
@@ -50,27 +50,13 @@ std::string placeText(const SourcePlace& place) {
     return vlanText(place.vlan) + " " + routeText(place.source, place.group);
 }
 
-std::string roleText(std::uint8_t role) {
-    switch (role) {
-        case 0:
-            return "none";
-        case 1:
-            return "DR";
-        case 2:
-            return "not DR";
-        default:
-            return std::to_string(role);
-    }
-}
-
 std::string joinedText(const SourcePlace& place, JoinMode mode, Ondel::IntfId intf) {
     return placeText(place) + " " + std::string(modeText(mode)) + " on " + intfText(intf);
 }
 
 std::string startText(const Start& start) {
     std::string text = "state machine \"" + printable(start.name) + "\", domain " +
-                       std::to_string(start.domain) + ", application " +
-                       stringValue(static_cast<Routing::Gmp::Tessel::App>(start.app));
+                       domainText(start.domain) + ", application " + appText(start.app);
     for (const Input input : start.without) {
         text += input == start.without.front() ? ", without " : " and ";
         text += inputName(input);
@@ -165,8 +151,7 @@ std::string countText(std::size_t count, std::string_view singular) {
 }
 
 std::string statusText(const StatusPlace& status) {
-    return printable(status.vrf) + "." +
-           stringValue(static_cast<Routing::Gmp::Tessel::App>(status.app));
+    return printable(status.vrf) + "." + appText(status.app);
 }
 
 std::string membershipText(const TableEntry& entry) {

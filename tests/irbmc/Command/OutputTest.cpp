@@ -12,6 +12,7 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "irbmc/Command/Run.h"
@@ -60,9 +61,12 @@ TEST(Output, HasColoursOnATerminalUnlessTheEnvironmentForbidsThem) {
     const TemporaryFolder folder;
     const std::string file = folder.file("lab.jsonl", recording);
     EXPECT_THAT(writtenToATerminal(file, "NO_COLOR", ""), testing::HasSubstr(green));
-    const std::string plain = writtenToATerminal(file, "NO_COLOR", "1");
-    EXPECT_THAT(plain, testing::HasSubstr("+ red.irb"));
-    EXPECT_EQ(plain.find('\x1b'), std::string::npos);
+    EXPECT_THAT(writtenToATerminal(file, "TERM", "xterm"), testing::HasSubstr(green));
+    for (const auto& [name, value] : {std::pair("NO_COLOR", "1"), std::pair("TERM", "dumb")}) {
+        const std::string plain = writtenToATerminal(file, name, value);
+        EXPECT_THAT(plain, testing::HasSubstr("+ red.irb"));
+        EXPECT_EQ(plain.find('\x1b'), std::string::npos);
+    }
 }
 
 TEST(Output, HasColoursInAPipeOnlyWhenTold) {
@@ -98,11 +102,11 @@ TEST(Output, ToAStreamThatIsClosedGoesIntoNoFile) {
     }
 }
 
-TEST(Output, ThatNobodyReadsAnyMoreEndsWithStatusTwoAndAMessage) {
+TEST(Output, ThatNobodyReadsAnyMoreEndsWithStatusTwoAndInSilence) {
     const Result closed = shell(
         "{ yes '{\"op\":\"reap\"}' | sed '1s/reap/start/' | $IRBMC replay -; echo $? >&2; } "
         "| head -1 >/dev/null");
-    EXPECT_THAT(closed.err, testing::EndsWith("irbmc: cannot write the output: Broken pipe\n2\n"));
+    EXPECT_EQ(closed.err, "2\n");
 }
 
 TEST(Environment, NamesTheLibraryUnlessTheCommandLineDoes) {

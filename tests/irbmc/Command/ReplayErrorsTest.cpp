@@ -14,6 +14,8 @@ using testing::HasSubstr;
 const std::string start = R"({"op":"start"})"
                           "\n";
 const std::string emptyFinal = R"({"final":[],"events":)";
+const std::string endOfFinal = R"(,"refused":0,"schemaVersion":1})"
+                               "\n";
 
 /// What is wrong with the last line of a recording: standard error, which must name that line, and
 /// the exit status.
@@ -31,16 +33,16 @@ TEST(MalformedRecording, StopsTheReplayAtItsLineAndKeepsWhatWasBefore) {
                                  {"--json"});
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.err, "-:4: unknown op \"jion\"\n");
-    EXPECT_EQ(result.out, "{\"event\":1,\"line\":3,\"op\":\"start\"}\n" + emptyFinal +
-                              "1,\"expectations\":0,\"unmet\":0}\n");
+    EXPECT_EQ(result.out, "{\"event\":1,\"line\":3,\"op\":\"start\",\"schemaVersion\":1}\n" +
+                              emptyFinal + "1,\"expectations\":0,\"unmet\":0" + endOfFinal);
 }
 
 TEST(MalformedRecording, ThatEndsInTheMidstOfALineKeepsTheLinesBefore) {
     const Result result = replay(start + R"({"op":"st)", {"--json"});
     EXPECT_EQ(result.status, 2);
     EXPECT_THAT(result.err, testing::StartsWith("-:2: malformed JSON"));
-    EXPECT_EQ(result.out, "{\"event\":1,\"line\":1,\"op\":\"start\"}\n" + emptyFinal +
-                              "1,\"expectations\":0,\"unmet\":0}\n");
+    EXPECT_EQ(result.out, "{\"event\":1,\"line\":1,\"op\":\"start\",\"schemaVersion\":1}\n" +
+                              emptyFinal + "1,\"expectations\":0,\"unmet\":0" + endOfFinal);
 }
 
 TEST(MalformedRecording, IsOneThatBeginsWithAByteOrderMark) {
@@ -48,7 +50,8 @@ TEST(MalformedRecording, IsOneThatBeginsWithAByteOrderMark) {
 }
 
 TEST(Recording, MayBeEmptyAndMayHaveTheLineEndsOfOtherSystems) {
-    EXPECT_EQ(replay("", {"--json"}).out, emptyFinal + "0,\"expectations\":0,\"unmet\":0}\n");
+    EXPECT_EQ(replay("", {"--json"}).out,
+              emptyFinal + "0,\"expectations\":0,\"unmet\":0" + endOfFinal);
     const Result result = replay("# comment\r\n\r\n{\"op\":\"start\"}\r\n{\"op\":\"stop\"}\r\n");
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
@@ -204,7 +207,8 @@ TEST(RefusedEvent, IsAStartThatFailsAndTheNextMaySucceed) {
                                      start,
                                  {"--json"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, HasSubstr("{\"event\":4,\"line\":4,\"op\":\"start\"}\n"));
+    EXPECT_THAT(result.out,
+                HasSubstr("{\"event\":4,\"line\":4,\"op\":\"start\",\"schemaVersion\":1}\n"));
 }
 
 TEST(RefusedEvent, IsNotDoneAnyFurther) {
@@ -217,6 +221,8 @@ TEST(RefusedEvent, IsNotDoneAnyFurther) {
 )";
     EXPECT_EQ(refusalOf(refused), "Bridging::VlanId::value < 1 or > 4094 not allowed");
     expectMalformed(refused + R"({"op":"source.set",)" + place + R"(,"source":"10.0.0.1"})",
+                    "-: 2 of 5 events were refused, the first at -:4: "
+                    "Bridging::VlanId::value < 1 or > 4094 not allowed\n"
                     "-:6: no group 239.1.1.1 in VLAN 10\n");
 }
 
@@ -248,32 +254,32 @@ TEST(RefusedEvent, TakesNothingFromTheTableThatWasThere) {
 
 TEST(Expectation, IsMetInAnyOrder) {
     const std::string one =
-        R"({"vrf":"red","app":1,"intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1","mode":"include"})";
+        R"({"vrf":"red","app":1,"appName":"irb","intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1","mode":"include"})";
     const std::string two =
-        R"({"vrf":"red","app":2,"intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1","mode":"exclude"})";
+        R"({"vrf":"red","app":2,"appName":"gmp","intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1","mode":"exclude"})";
     const std::string written = R"({"op":"table.set",)" + one.substr(1) + "\n" +
                                 R"({"op":"table.set",)" + two.substr(1) + "\n";
     const Result met =
         replay(written + R"({"op":"expect","table":[)" + two + "," + one + "]}", {"--json"});
     EXPECT_EQ(met.status, 0);
-    EXPECT_THAT(met.out, HasSubstr(R"(],"events":3,"expectations":1,"unmet":0})"));
+    EXPECT_THAT(met.out, HasSubstr(R"(],"events":3,"expectations":1,"unmet":0,)"));
     const Result unmet =
         replay(written + R"({"op":"expect","table":[)" + one + "]}\n" + start, {"--json"});
     EXPECT_EQ(unmet.status, 1);
-    EXPECT_THAT(unmet.out, HasSubstr(R"("op":"expect","unexpected":[)" + two + "]}\n"));
-    EXPECT_THAT(unmet.out, HasSubstr(R"(],"events":4,"expectations":1,"unmet":1})"));
+    EXPECT_THAT(unmet.out, HasSubstr(R"("op":"expect","unexpected":[)" + two + "],"));
+    EXPECT_THAT(unmet.out, HasSubstr(R"(],"events":4,"expectations":1,"unmet":1,)"));
 }
 
 TEST(Expectation, OfAnotherModeIsMissingAndTheMembershipUnexpected) {
     const std::string key =
-        R"("vrf":"red","app":1,"intf":"vlan10","source":"::","group":"ff3e::1")";
+        R"("vrf":"red","app":1,"appName":"irb","intf":"vlan10","source":"::","group":"ff3e::1")";
     const Result result = replay(R"({"op":"table.set","mode":"include",)" + key + "}\n" +
                                      R"({"op":"expect","table":[{"mode":"exclude",)" + key + "}]}",
                                  {"--json"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.out,
                 HasSubstr(R"("missing":[{)" + key + R"(,"mode":"exclude"}],"unexpected":[{)" + key +
-                          R"(,"mode":"include"}]})"));
+                          R"(,"mode":"include"}],)"));
 }
 
 TEST(Expectation, ThatIsUnmetIsNamedOnStandardErrorWhenQuiet) {
@@ -370,7 +376,7 @@ TEST(UnreadableRecording, IsNamedWithTheReason) {
     const Result folder = runIrbmc({"replay", "--json", "/"});
     EXPECT_EQ(folder.err, "/: cannot be read: Is a directory\n");
     EXPECT_EQ(folder.status, 2);
-    EXPECT_EQ(folder.out, emptyFinal + "0,\"expectations\":0,\"unmet\":0}\n");
+    EXPECT_EQ(folder.out, emptyFinal + "0,\"expectations\":0,\"unmet\":0" + endOfFinal);
 }
 
 }  // namespace

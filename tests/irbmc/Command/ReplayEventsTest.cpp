@@ -347,13 +347,14 @@ TEST(ReplayedLife, AStartKnowsEachInputThatItLeavesOutByItsName) {
 TEST(ReplayedTable, ADeletionOfTheLastMembershipLeavesItsStatus) {
     const std::string key =
         R"("vrf":"red","intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1")";
-    EXPECT_EQ(replayJson(R"({"op":"table.set","mode":"include",)" + key +
-                         "}\n"
-                         R"({"op":"table.del",)" +
-                         key + "}")
-                  .back(),
-              R"({"final":[{"name":"red.irb","vrf":"red","app":1,"memberships":[]}],)"
-              R"("events":2,"expectations":0,"unmet":0})");
+    EXPECT_EQ(
+        replayJson(R"({"op":"table.set","mode":"include",)" + key +
+                   "}\n"
+                   R"({"op":"table.del",)" +
+                   key + "}")
+            .back(),
+        R"({"final":[{"name":"red.irb","vrf":"red","app":1,"appName":"irb","memberships":[]}],)"
+        R"("events":2,"expectations":0,"unmet":0,"refused":0,"schemaVersion":1})");
 }
 
 TEST(ReplayedTable, AnEarlierRunsMembershipsAreReconciledByTheStart) {
@@ -381,11 +382,13 @@ TEST(ReplayedTable, AMembershipOfAnotherModeCountsAsChanged) {
 
 TEST(ReplayedTable, AnEmptyStatusStaysUntilAStartFindsIt) {
     const std::string status = R"({"op":"table.status","vrf":"red"})";
-    EXPECT_EQ(replayJson(status).back(),
-              R"({"final":[{"name":"red.irb","vrf":"red","app":1,"memberships":[]}],)"
-              R"("events":1,"expectations":0,"unmet":0})");
-    EXPECT_EQ(replayJson(status + "\n" + R"({"op":"start"})").back(),
-              R"({"final":[],"events":2,"expectations":0,"unmet":0})");
+    EXPECT_EQ(
+        replayJson(status).back(),
+        R"({"final":[{"name":"red.irb","vrf":"red","app":1,"appName":"irb","memberships":[]}],)"
+        R"("events":1,"expectations":0,"unmet":0,"refused":0,"schemaVersion":1})");
+    EXPECT_EQ(
+        replayJson(status + "\n" + R"({"op":"start"})").back(),
+        R"({"final":[],"events":2,"expectations":0,"unmet":0,"refused":0,"schemaVersion":1})");
 }
 
 TEST(ReplayedDamage, IsReportedOnceByTheNextReading) {
@@ -409,7 +412,7 @@ TEST(ReplayedTrace, GivesTheMessagesOfTheLevelsThatWereAskedFor) {
     EXPECT_EQ(replayJson(again, {"--trace", "0-3,7"})[3],
               R"({"event":4,"line":4,"op":"join","trace":[{"level":7,)"
               R"("function":"addMembership","text":")" +
-                  written + "\"}]}");
+                  written + "\"}],\"schemaVersion\":1}");
     EXPECT_THAT(lastEffects(again, {"--trace", "0-6"}), IsEmpty());
 }
 

@@ -43,6 +43,7 @@ class RunningIrbmc {
     void write(std::string_view text) const;
     /// The next line of its output, without the newline; waits for it.
     std::string readLine();
+    pid_t process() const { return process_; }
     /// The memory that it has in use.
     long residentKb() const;
     /// Ends it with a signal, at once.

@@ -40,6 +40,16 @@ class Show : public testing::Test {
         return runIrbmc(options);
     }
 
+    /// What it prints, without the last line.
+    std::string rows(const std::vector<std::string>& options = {}) const {
+        const std::string text = show(options).out;
+        return text.substr(0, text.rfind('\n', text.size() - 2) + 1);
+    }
+    /// The last line.
+    std::string last(const std::vector<std::string>& options = {}) const {
+        return show(options).out.substr(rows(options).size());
+    }
+
   private:
     TemporaryFolder folder_;
 };
@@ -48,39 +58,76 @@ const std::string titles = "  VRF   APPLICATION  VLAN INTERFACE  SOURCE    GROUP
 
 TEST_F(Show, GivesTheMembershipsInColumns) {
     const Result result = show();
-    EXPECT_EQ(result.out,
-              titles +
-                  "  blue  irb          vlan10          10.0.0.1  239.1.1.2  exclude\n"
-                  "  red   irb          vlan10          *         239.1.1.1  include\n"
-                  "  red   irb          vlan10          10.0.0.1  239.1.1.1  include\n"
-                  "  red   irb          vlan200         *         ff3e::1    include\n");
+    EXPECT_EQ(rows(), titles +
+                          "  blue  irb          vlan10          10.0.0.1  239.1.1.2  exclude\n"
+                          "  red   irb          vlan10          *         239.1.1.1  include\n"
+                          "  red   irb          vlan10          10.0.0.1  239.1.1.1  include\n"
+                          "  red   irb          vlan200         *         ff3e::1    include\n");
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
 }
 
 TEST_F(Show, GivesOnlyWhatTheFiltersTake) {
-    EXPECT_EQ(show({"--vrf", "blue"}).out,
+    EXPECT_EQ(rows({"--vrf", "blue"}),
               titles + "  blue  irb          vlan10          10.0.0.1  239.1.1.2  exclude\n");
-    EXPECT_EQ(show({"--vlan", "200"}).out,
+    EXPECT_EQ(rows({"--vlan", "200"}),
               "  VRF  APPLICATION  VLAN INTERFACE  SOURCE  GROUP    MODE\n"
               "  red  irb          vlan200         *       ff3e::1  include\n");
-    EXPECT_EQ(show({"--group", "239.1.1.2"}).out,
+    EXPECT_EQ(rows({"--group", "239.1.1.2"}),
               titles + "  blue  irb          vlan10          10.0.0.1  239.1.1.2  exclude\n");
-    EXPECT_EQ(show({"--vrf", "red", "--group", "239.1.1.2"}).out,
+    EXPECT_EQ(rows({"--vrf", "red", "--group", "239.1.1.2"}),
               "  VRF  APPLICATION  VLAN INTERFACE  SOURCE  GROUP  MODE\n");
 }
 
+TEST_F(Show, FiltersBySourceModeAndApplication) {
+    EXPECT_EQ(rows({"--source", "*", "--vrf", "red", "--vlan", "10"}),
+              "  VRF  APPLICATION  VLAN INTERFACE  SOURCE  GROUP      MODE\n"
+              "  red  irb          vlan10          *       239.1.1.1  include\n");
+    EXPECT_EQ(rows({"--source", "::"}),
+              "  VRF  APPLICATION  VLAN INTERFACE  SOURCE  GROUP      MODE\n"
+              "  red  irb          vlan10          *       239.1.1.1  include\n"
+              "  red  irb          vlan200         *       ff3e::1    include\n");
+    const std::string excluded =
+        titles + "  blue  irb          vlan10          10.0.0.1  239.1.1.2  exclude\n";
+    EXPECT_EQ(rows({"--mode", "exclude"}), excluded);
+    EXPECT_EQ(rows({"--source", "10.0.0.1", "--group", "239.1.1.2", "--app", "irb"}), excluded);
+    EXPECT_EQ(rows({"--app", "1", "--vrf", "blue"}), excluded);
+    EXPECT_THAT(last({"--app", "gmp"}), testing::StartsWith("1 status, 0 memberships; "));
+}
+
+TEST_F(Show, SaysLastWhoWritesTheTableAndHowLongItIs) {
+    const std::string kib =
+        std::to_string(std::filesystem::file_size(table() + "/table") / 1024) + " KiB; ";
+    EXPECT_EQ(last(), "3 statuses, 4 memberships; " + kib + "its writer is gone\n");
+    RunningIrbmc writer({"replay", "--json", "--table", table(), "-"});
+    writer.write(R"({"op":"table.status","vrf":"green","app":2})"
+                 "\n");
+    writer.readLine();
+    const std::string process = std::to_string(writer.process());
+    EXPECT_EQ(last(), "3 statuses, 4 memberships; " + kib + "written by process " + process + "\n");
+    EXPECT_THAT(show({"--json"}).out,
+                testing::EndsWith(R"(,"writer":"alive","writerProcess":)" + process + "}\n"));
+}
+
+TEST_F(Show, HasColoursWhenTold) {
+    EXPECT_EQ(show().out.find('\x1b'), std::string::npos);
+    EXPECT_EQ(show({"--color", "never"}).out.find('\x1b'), std::string::npos);
+    EXPECT_THAT(show({"--color", "always"}).out, testing::StartsWith("\x1b[1m  VRF"));
+}
+
 TEST_F(Show, GivesProgramsOneObject) {
-    EXPECT_EQ(show({"--json", "--vrf", "red", "--vlan", "10"}).out,
-              R"({"schemaVersion":1,"statuses":[{"name":"red.irb","vrf":"red","app":1,)"
-              R"("memberships":[{"intf":"vlan10","source":"0.0.0.0","group":"239.1.1.1",)"
-              R"("mode":"include"},{"intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1",)"
-              R"("mode":"include"}]}],"damage":[]})"
-              "\n");
+    const std::string bytes = std::to_string(std::filesystem::file_size(table() + "/table"));
+    EXPECT_EQ(
+        show({"--json", "--vrf", "red", "--vlan", "10"}).out,
+        R"({"schemaVersion":1,"statuses":[{"name":"red.irb","vrf":"red","app":1,)"
+        R"("appName":"irb","memberships":[{"intf":"vlan10","source":"0.0.0.0","group":"239.1.1.1",)"
+        R"("mode":"include"},{"intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1",)"
+        R"("mode":"include"}]}],"damage":[],"bytes":)" +
+            bytes + R"(,"writer":"gone"})" + "\n");
     EXPECT_EQ(show({"--json", "--vrf", "green"}).out,
               R"({"schemaVersion":1,"statuses":[{"name":"green.gmp","vrf":"green","app":2,)"
-              R"("memberships":[]}],"damage":[]})"
-              "\n");
+              R"("appName":"gmp","memberships":[]}],"damage":[],"bytes":)" +
+                  bytes + R"(,"writer":"gone"})" + "\n");
 }
 
 TEST_F(Show, LeavesTheTableToTheNextReplay) {
@@ -88,7 +135,7 @@ TEST_F(Show, LeavesTheTableToTheNextReplay) {
                                  R"("source":"10.0.0.1","group":"239.1.1.2"})",
                                  {"--table", table()});
     EXPECT_THAT(result.out, HasSubstr("- blue.irb  vlan10  (10.0.0.1, 239.1.1.2)  exclude\n"));
-    EXPECT_EQ(show({"--vlan", "10"}).out,
+    EXPECT_EQ(rows({"--vlan", "10"}),
               "  VRF  APPLICATION  VLAN INTERFACE  SOURCE    GROUP      MODE\n"
               "  red  irb          vlan10          *         239.1.1.1  include\n"
               "  red  irb          vlan10          10.0.0.1  239.1.1.1  include\n");
@@ -101,12 +148,12 @@ TEST_F(Show, ReadsWhileTheWriterRunsAndAfterItWasKilled) {
     const std::string seen =
         "  VRF  APPLICATION  VLAN INTERFACE  SOURCE    GROUP      MODE\n"
         "  red  irb          vlan30          10.0.0.1  239.1.1.1  include\n";
-    EXPECT_EQ(show({"--vlan", "30"}).out, seen);
+    EXPECT_EQ(rows({"--vlan", "30"}), seen);
     const Result second = replay("", {"--table", table()});
     EXPECT_EQ(second.status, 2);
     EXPECT_THAT(second.err, HasSubstr(table()));
     writer.kill();
-    EXPECT_EQ(show({"--vlan", "30"}).out, seen);
+    EXPECT_EQ(rows({"--vlan", "30"}), seen);
     EXPECT_EQ(replay("", {"--table", table()}).status, 0);
 }
 
@@ -115,7 +162,7 @@ TEST_F(Show, KeepsWhatAMachineHadWrittenWhenItsRecordingEnds) {
 {"op":"start","app":7}
 {"op":"join","vlan":40,"group":"239.1.1.1","source":"10.0.0.1","intf":"swp1"})";
     EXPECT_EQ(replay(join, {"--table", table()}).status, 0);
-    EXPECT_EQ(show({"--vlan", "40"}).out,
+    EXPECT_EQ(rows({"--vlan", "40"}),
               "  VRF  APPLICATION  VLAN INTERFACE  SOURCE    GROUP      MODE\n"
               "  red  app7         vlan40          10.0.0.1  239.1.1.1  include\n");
 }
@@ -130,6 +177,7 @@ TEST_F(Show, FollowsTheChangesAsTheyHappen) {
     EXPECT_THAT(watcher.readLine(), HasSubstr("VRF"));
     EXPECT_THAT(watcher.readLine(), HasSubstr("vlan10"));
     EXPECT_THAT(watcher.readLine(), HasSubstr("vlan10"));
+    EXPECT_THAT(watcher.readLine(), testing::StartsWith("1 status, 2 memberships; "));
     writer.write(written("red", "vlan30", "10.0.0.2", "239.1.1.1", "include") +
                  written("red", "vlan10", "10.0.0.9", "239.1.1.1", "include") +
                  written("red", "vlan10", "10.0.0.9", "239.1.1.1", "exclude") +
@@ -139,7 +187,8 @@ TEST_F(Show, FollowsTheChangesAsTheyHappen) {
     for (const char* change : {"+ red.irb  vlan10  (10.0.0.9, 239.1.1.1)  include",
                                "~ red.irb  vlan10  (10.0.0.9, 239.1.1.1)  exclude",
                                "- red.irb  vlan10  (10.0.0.9, 239.1.1.1)  exclude"}) {
-        EXPECT_EQ(watcher.readLine().substr(std::string("00:00:00.000  ").size()), change);
+        EXPECT_EQ(watcher.readLine().substr(std::string("2026-11-21T00:00:00.000Z  ").size()),
+                  change);
     }
 }
 
@@ -154,13 +203,15 @@ TEST_F(Show, GivesProgramsEachChangeAsAnObject) {
     const std::string begin = R"({"schemaVersion":1,"t":)";
     EXPECT_THAT(
         watcher.readLine(),
+        testing::AllOf(
+            testing::StartsWith(begin),
+            testing::EndsWith(R"(,"change":"statusAdded","vrf":"new","app":1,"appName":"irb"})")));
+    EXPECT_THAT(
+        watcher.readLine(),
         testing::AllOf(testing::StartsWith(begin),
-                       testing::EndsWith(R"(,"change":"statusAdded","vrf":"new","app":1})")));
-    EXPECT_THAT(watcher.readLine(),
-                testing::AllOf(testing::StartsWith(begin),
-                               testing::EndsWith(R"(,"change":"added","vrf":"new","app":1,)"
-                                                 R"("intf":"vlan10","source":"::",)"
-                                                 R"("group":"ff3e::1","mode":"include"})")));
+                       testing::EndsWith(R"(,"change":"added","vrf":"new","app":1,"appName":"irb",)"
+                                         R"("intf":"vlan10","source":"::",)"
+                                         R"("group":"ff3e::1","mode":"include"})")));
 }
 
 TEST_F(Show, SaysThatThereIsNoTable) {

@@ -45,7 +45,8 @@ std::string textOf(const std::string& line, const Outcome& outcome, bool isColou
 }
 
 TEST(JsonReport, LeavesOutWhatIsEmpty) {
-    EXPECT_EQ(jsonOf(R"({"op":"stop"})", {}), "{\"event\":4,\"line\":6,\"op\":\"stop\"}\n");
+    EXPECT_EQ(jsonOf(R"({"op":"stop"})", {}),
+              "{\"event\":4,\"line\":6,\"op\":\"stop\",\"schemaVersion\":1}\n");
 }
 
 TEST(JsonReport, GivesEverythingThatAnEventLedToInAFixedOrder) {
@@ -57,15 +58,16 @@ TEST(JsonReport, GivesEverythingThatAnEventLedToInAFixedOrder) {
     outcome.trace = {{8, "handleInclude", "handleInclude: x"}, {9, "f", ""}};
     outcome.error = "no";
     const std::string one =
-        R"({"vrf":"red","app":1,"intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1","mode":"include"})";
+        R"({"vrf":"red","app":1,"appName":"irb","intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1","mode":"include"})";
     const std::string any =
-        R"({"vrf":"red","app":1,"intf":"vlan10","source":"::","group":"ff3e::1","mode":"exclude"})";
+        R"({"vrf":"red","app":1,"appName":"irb","intf":"vlan10","source":"::","group":"ff3e::1","mode":"exclude"})";
     EXPECT_EQ(jsonOf(R"({"op":"reap","t":1795240295.472})", outcome),
               R"({"event":4,"line":6,"op":"reap","t":1795240295.472,"added":[)" + one +
                   R"(],"changed":[)" + any + R"(],"removed":[)" + one + "," + any +
                   R"(],"corruptions":["torn","\"bent\""],"trace":[)" +
                   R"({"level":8,"function":"handleInclude","text":"handleInclude: x"},)" +
-                  R"({"level":9,"function":"f","text":""}],"error":"no"})" + "\n");
+                  R"({"level":9,"function":"f","text":""}],"error":"no","schemaVersion":1})" +
+                  "\n");
 }
 
 TEST(JsonReport, SaysWhatAnUnmetExpectationMisses) {
@@ -73,8 +75,8 @@ TEST(JsonReport, SaysWhatAnUnmetExpectationMisses) {
     outcome.expectation = Expectation{{oneSource}, {}};
     EXPECT_EQ(
         jsonOf(R"({"op":"expect","table":[]})", outcome),
-        R"({"event":4,"line":6,"op":"expect","missing":[{"vrf":"red","app":1,"intf":"vlan10",)"
-        R"("source":"10.0.0.1","group":"239.1.1.1","mode":"include"}]})"
+        R"({"event":4,"line":6,"op":"expect","missing":[{"vrf":"red","app":1,"appName":"irb","intf":"vlan10",)"
+        R"("source":"10.0.0.1","group":"239.1.1.1","mode":"include"}],"schemaVersion":1})"
         "\n");
 }
 
@@ -83,13 +85,14 @@ TEST(JsonReport, EndsWithTheTableStatusByStatus) {
     JsonReport(sink, false)
         .finish({{"blue.gmp", {"blue", 2}, {}}, {"red.irb", {"red", 1}, {oneSource, anySource}}},
                 {.events = 120, .expectations = 3, .unmet = 1});
-    EXPECT_EQ(sink.text,
-              R"({"final":[{"name":"blue.gmp","vrf":"blue","app":2,"memberships":[]},)"
-              R"({"name":"red.irb","vrf":"red","app":1,"memberships":[)"
-              R"({"intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1","mode":"include"},)"
-              R"({"intf":"vlan10","source":"::","group":"ff3e::1","mode":"exclude"}]}],)"
-              R"("events":120,"expectations":3,"unmet":1})"
-              "\n");
+    EXPECT_EQ(
+        sink.text,
+        R"({"final":[{"name":"blue.gmp","vrf":"blue","app":2,"appName":"gmp","memberships":[]},)"
+        R"({"name":"red.irb","vrf":"red","app":1,"appName":"irb","memberships":[)"
+        R"({"intf":"vlan10","source":"10.0.0.1","group":"239.1.1.1","mode":"include"},)"
+        R"({"intf":"vlan10","source":"::","group":"ff3e::1","mode":"exclude"}]}],)"
+        R"("events":120,"expectations":3,"unmet":1,"refused":0,"schemaVersion":1})"
+        "\n");
 }
 
 TEST(JsonReport, ReplacesBytesThatAreNotUtf8) {
@@ -104,7 +107,9 @@ TEST(JsonReport, GivesTheLastLineAloneWhenQuiet) {
     JsonReport report(sink, true);
     report.event(1, 1, readEvent(R"({"op":"stop"})"), {});
     report.finish({}, {.events = 1});
-    EXPECT_EQ(sink.text, "{\"final\":[],\"events\":1,\"expectations\":0,\"unmet\":0}\n");
+    EXPECT_EQ(sink.text,
+              "{\"final\":[],\"events\":1,\"expectations\":0,\"unmet\":0,\"refused\":0,"
+              "\"schemaVersion\":1}\n");
 }
 
 TEST(TextReport, ShowsAnEventInWordsWithItsEffectsBelow) {
@@ -182,7 +187,7 @@ TEST(TextReport, EndsWithTheTableInColumnsAndTheCounts) {
     TextReport(sink, {}).finish(
         {{"blue.gmp", {"blue", 2}, {}},
          {"red.irb", {"red", 1}, {oneSource, entry("vlan4094", "::", "ff3e::8000:1")}}},
-        {.events = 12, .expectations = 3, .unmet = 1, .errors = 1, .added = 2});
+        {.events = 12, .expectations = 3, .unmet = 1, .refused = 1, .added = 2});
     EXPECT_EQ(sink.text,
               "\nGMP status table: 2 statuses, 2 memberships\n"
               "\nblue.gmp\n"
@@ -214,7 +219,7 @@ TEST(Wording, TellsEveryEventInWordsCloseToItsFields) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {R"("toggle","name":"OismGateway","on":false)", "OismGateway off"},
         {R"("start","app":2,"without":["pegDrStatus","enabledStatus"])",
-         R"(state machine "default", domain 1, application gmp, without pegDrStatus and enabledStatus)"},
+         R"(state machine "default", domain vxlan, application gmp, without pegDrStatus and enabledStatus)"},
         {R"("stop")", "the state machine is destroyed"},
         {R"("abandon")", "the state machine dies, its table stays"},
         {R"("notifications","on":true)", "on"},
@@ -236,7 +241,7 @@ TEST(Wording, TellsEveryEventInWordsCloseToItsFields) {
         {R"("pim.del","vrf":"red")", "VRF red"},
         {R"("pim.intf.del","vrf":"red","intf":"vlan10")", "VRF red vlan10"},
         {R"("pegdr.set","vlan":10,"first":1,"second":2,"role":7)",
-         "vlan10 first DR, second not DR, role 7"},
+         "vlan10 first dr, second nonDr, role 7"},
         {R"("pegdr.del","vlan":10)", "vlan10"},
         {R"("vxlan.vrf.set","vrf":"red","vlan":100)", "VRF red has SBD VLAN 100"},
         {R"("vxlan.vrf.del","vrf":"red")", "VRF red"},

@@ -25,7 +25,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr const Attack* everyAttack[] = {&singleSteps, &randomKills, &damage, &readers};
+constexpr const Attack* everyAttack[] = {&singleSteps, &randomKills, &damage, &waits, &readers};
 
 struct Options {
     double seconds = 60;

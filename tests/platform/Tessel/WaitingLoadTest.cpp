@@ -1,170 +1,22 @@
-// The protocol of waiting on a real machine: threads that sleep and are woken through the operating
-// system, as fast as they can, with delays between the steps. IRBMC_WAITS says how often, for a
-// longer run than the one that is part of the tests.
+// The protocol of waiting on a real machine, as fast as it can.
 #include <gtest/gtest.h>
-#include <linux/futex.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <climits>
-#include <cstdint>
-#include <cstdlib>
+#include <string>
 #include <thread>
 
-#include "Fixture.h"
-#include "Routing/Gmp/Tessel/Storage/WakeProtocol.h"
+#include "WaitingSteps.h"
 
 namespace Tessel::Test {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Routing::Gmp::Tessel::Storage::Waiter;
-using Routing::Gmp::Tessel::Storage::Waker;
-using namespace std::chrono_literals;
-
-/// Shorter than the real ones, in the same proportion, so that there are more waits.
-constexpr std::chrono::nanoseconds pause = 5us;
-constexpr std::chrono::nanoseconds briefSleep = 50us;
-
-/// What writer and readers share, each word on a line of its own.
-struct Memory {
-    alignas(64) std::atomic<std::uint64_t> asked{0};
-    alignas(64) std::atomic<std::uint64_t> changes{0};
-    alignas(64) std::atomic<std::uint32_t> wakes{0};
-    /// When the last change was made, as the clock counts.
-    alignas(64) std::atomic<Clock::rep> changedAt{0};
-    alignas(64) std::atomic<std::uint64_t> waits{0};
-    std::atomic<std::uint64_t> sleeps{0};
-    std::atomic<std::uint64_t> lost{0};
-};
-
-/// Between any two steps the processor may be somebody else's for a while.
-class Delays {
-  public:
-    explicit Delays(std::uint64_t seed) : random_(seed) {}
-    void maybe() {
-        const std::uint32_t number = random_.below(256);
-        if (number == 0) std::this_thread::yield();
-        for (std::uint32_t i = 0; number < 16 && i < number * 32; ++i)
-            std::atomic_signal_fence(std::memory_order_seq_cst);
-    }
-    bool coin() { return random_.below(2) == 0; }
-
-  private:
-    Random random_;
-};
-
-class WriterSteps {
-  public:
-    WriterSteps(Memory& memory, Delays& delays) : memory_(memory), delays_(delays) {}
-
-    std::uint64_t asked() {
-        delays_.maybe();
-        return memory_.asked.load(std::memory_order_relaxed);
-    }
-    bool isTooSoon() {
-        delays_.maybe();
-        const auto now = Clock::now();
-        if (now < next_) return true;
-        next_ = now + pause;
-        return false;
-    }
-    void countWake() {
-        delays_.maybe();
-        memory_.wakes.store(++wakes_, std::memory_order_release);
-    }
-    void wakeAll() {
-        delays_.maybe();
-        syscall(SYS_futex, &memory_.wakes, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
-    }
-
-  private:
-    Memory& memory_;
-    Delays& delays_;
-    Clock::time_point next_{};
-    std::uint32_t wakes_ = 0;
-};
-
-class ReaderSteps {
-  public:
-    ReaderSteps(Memory& memory, Delays& delays, std::uint64_t seen)
-        : memory_(memory), delays_(delays), seen_(seen) {}
-
-    std::uint64_t wakes() {
-        delays_.maybe();
-        return memory_.wakes.load();
-    }
-    void ask(std::uint64_t seen) {
-        delays_.maybe();
-        std::uint64_t asked = memory_.asked.load();
-        while (asked < seen && !memory_.asked.compare_exchange_weak(asked, seen)) {
-        }
-    }
-    std::uint64_t changes() {
-        delays_.maybe();
-        return memory_.changes.load();
-    }
-    bool sleepOn(std::uint64_t wakes, Waiter::Length length) {
-        delays_.maybe();
-        ++memory_.sleeps;
-        const bool isFull = length == Waiter::Length::full;
-        const timespec left = isFull ? timespec{0, 500'000'000} : timespec{0, briefSleep.count()};
-        const bool isSleptOut =
-            syscall(SYS_futex, &memory_.wakes, FUTEX_WAIT, static_cast<std::uint32_t>(wakes), &left,
-                    nullptr, 0) != 0 &&
-            errno == ETIMEDOUT;
-        const auto age = Clock::now().time_since_epoch().count() - memory_.changedAt.load();
-        // A change that comes just when the sleep ends anyway is not lost.
-        if (isFull && isSleptOut && memory_.changes.load() != seen_ &&
-            Clock::duration(age) > 100ms) {
-            ++memory_.lost;
-        }
-        return isSleptOut;
-    }
-
-  private:
-    Memory& memory_;
-    Delays& delays_;
-    std::uint64_t seen_;
-};
-
-void readChanges(Memory& memory, std::atomic<std::uint64_t>& known, std::uint64_t seed,
-                 std::uint64_t wanted) {
-    Delays delays(seed);
-    for (std::uint64_t seen = 0; memory.waits < wanted;
-         seen = memory.changes.load(), ++memory.waits) {
-        known = seen;
-        Waiter waiter(seen);
-        ReaderSteps steps(memory, delays, seen);
-        while (memory.changes.load() == seen)
-            waiter.sleep(steps);
-    }
-    known = UINT64_MAX;
-}
-
 TEST(Waiting, LosesNoChangeUnderLoad) {
-    const char* const told = std::getenv("IRBMC_WAITS");
-    const std::uint64_t wanted = told == nullptr ? 20'000 : std::strtoull(told, nullptr, 10);
-    Memory memory;
-    std::atomic<std::uint64_t> known[2] = {0, 0};
-    std::thread one([&] { readChanges(memory, known[0], 1, wanted); });
-    std::thread other([&] { readChanges(memory, known[1], 2, wanted); });
-    Delays delays(3);
-    WriterSteps steps(memory, delays);
-    Waker waker;
-    std::uint64_t changes = 0;
-    while (known[0] != UINT64_MAX || known[1] != UINT64_MAX) {
-        memory.changedAt = Clock::now().time_since_epoch().count();
-        memory.changes.store(++changes, std::memory_order_release);
-        waker.changed(steps, changes);
-        // Half of the changes meet readers that sleep, or are about to.
-        while (delays.coin() && (known[0] < changes || known[1] < changes))
-            std::this_thread::yield();
-    }
+    constexpr std::uint64_t wanted = 20'000;
+    Waiting::Memory memory;
+    const std::atomic<bool> isOver{false};
+    std::thread one([&] { Waiting::readChanges(memory, 0, 1, wanted, isOver); });
+    std::thread other([&] { Waiting::readChanges(memory, 1, 2, wanted, isOver); });
+    Waiting::makeChanges(memory, 3);
     one.join();
     other.join();
     EXPECT_EQ(memory.lost, 0u) << "of " << memory.waits << " waits, " << memory.sleeps << " sleeps";

@@ -61,8 +61,10 @@ class MembershipJoinStatusSm : public Lumo::Observable {
 
     /// Makes a machine over its inputs, brings the table into line with them, and starts to react.
     /// The arguments are those of membershipJoinStatusSmFactory.
-    /// @throws Rix::RangeError if an input names a VLAN that cannot be one; nothing stays behind
-    ///         but memberships that the next start reconciles
+    /// @throws Rix::RangeError if an input names a VLAN that cannot be one. Nothing stays behind
+    /// but
+    ///         the table as it was when that was met: what an earlier machine wrote is not
+    ///         withdrawn, and the next start reconciles it.
     RIX_EXPORT static Lumo::Ptr<MembershipJoinStatusSm> MembershipJoinStatusSmIs(
         Domain domain, const Lumo::Ptr<const Gmp::MembershipJoinStatus>& membershipJoinStatus,
         const Lumo::Ptr<const Routing::Multicast::PegDrStatus>& pegDrStatus,

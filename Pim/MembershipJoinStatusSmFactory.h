@@ -18,7 +18,8 @@ namespace Irb::Multicast::Ingress {
 /// @param gmpProxyStatus       the SBD VLANs of the MPLS domain
 /// @param gmpStatusApp         the application under which it writes: statuses of any other are
 ///                             left alone
-/// @throws Rix::RangeError if an input names a VLAN that cannot be one
+/// @throws Rix::RangeError if an input names a VLAN that cannot be one; the table stays as it was
+///         when that was met, for the next start to reconcile
 RIX_EXPORT Lumo::Ptr<MembershipJoinStatusSm> membershipJoinStatusSmFactory(
     Domain domain, const Lumo::Ptr<const Gmp::MembershipJoinStatus>& membershipJoinStatus,
     const Lumo::Ptr<const Routing::Multicast::PegDrStatus>& pegDrStatus,

@@ -24,7 +24,7 @@ NestedSm_GroupMembership::NestedSm_GroupMembership(
 NestedSm_GroupMembership::~NestedSm_GroupMembership() {
     hasNotificationActiveIs(false);
     try {
-        rixDoZombieReactors(true);
+        if (parent_ && parent_->parent()->isStarted()) rixDoZombieReactors(true);
     } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
     }
     for (const auto [source, tracker] : sourceMembership_)

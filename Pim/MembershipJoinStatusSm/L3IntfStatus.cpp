@@ -41,8 +41,10 @@ void NestedSm_L3IntfStatus::rix_handleL3IntfStatus_vrf() {
 void NestedSm_L3IntfStatus::rixDoZombieReactors(bool zombie) {
     if (zombie == isZombie()) return;
     hasNotificationActiveIs(!zombie);
-    rix_handleL3IntfStatus_vrf();
+    Rix::FirstError error;
+    error.run([&] { rix_handleL3IntfStatus_vrf(); });
     zombieFlagIs(zombie);
+    error.raise();
 }
 
 void NestedSm_L3IntfStatus::notifierIs(const Lumo::Ptr<const Lumo::Node>& status) {
@@ -65,13 +67,12 @@ Lumo::Ptr<NestedSm_L3IntfStatus> MembershipJoinStatusSm::l3IntfStatusIs(
     const Ondel::IntfId intfId = status->intfId();
     Lumo::Ptr<NestedSm_L3IntfStatus> tracker = l3IntfStatus_.get(intfId);
     if (tracker) {
-        if (tracker->notifier() == status) return tracker;
         tracker->notifierIs(status);
-    } else {
-        tracker = Lumo::make<NestedSm_L3IntfStatus>(status, this);
-        tracker->hasNotificationActiveIs(hasNotificationActive());
-        l3IntfStatus_.valueIs(intfId, tracker);
+        return tracker;
     }
+    tracker = Lumo::make<NestedSm_L3IntfStatus>(status, this);
+    tracker->hasNotificationActiveIs(hasNotificationActive());
+    l3IntfStatus_.valueIs(intfId, tracker);
     Lumo::Delivery::deliver({*this, l3IntfStatusField, &intfId, nullptr});
     return tracker;
 }

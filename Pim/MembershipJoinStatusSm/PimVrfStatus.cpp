@@ -55,13 +55,12 @@ Lumo::Ptr<NestedSm_PimVrfStatus> MembershipJoinStatusSm::pimVrfStatusIs(
     const L3::VrfName vrfName = status->vrfName();
     Lumo::Ptr<NestedSm_PimVrfStatus> tracker = pimVrfStatus_.get(vrfName);
     if (tracker) {
-        if (tracker->notifier() == status) return tracker;
         tracker->notifierIs(status);
-    } else {
-        tracker = Lumo::make<NestedSm_PimVrfStatus>(status, this);
-        tracker->hasNotificationActiveIs(hasNotificationActive());
-        pimVrfStatus_.valueIs(vrfName, tracker);
+        return tracker;
     }
+    tracker = Lumo::make<NestedSm_PimVrfStatus>(status, this);
+    tracker->hasNotificationActiveIs(hasNotificationActive());
+    pimVrfStatus_.valueIs(vrfName, tracker);
     Lumo::Delivery::deliver({*this, pimVrfStatusField, &vrfName, nullptr});
     return tracker;
 }

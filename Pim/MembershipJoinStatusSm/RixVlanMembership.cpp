@@ -25,7 +25,7 @@ RixVlanMembership::RixVlanMembership(const Lumo::Ptr<const Gmp::VlanMembershipJo
 }
 
 RixVlanMembership::~RixVlanMembership() {
-    abandonedByParent();
+    if (!parent_ || parent_->isStarted()) abandonedByParent();
 }
 
 const Lumo::TypeData& RixVlanMembership::type() {

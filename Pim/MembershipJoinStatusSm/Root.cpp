@@ -61,6 +61,7 @@ MembershipJoinStatusSm::MembershipJoinStatusSm(
     on_gmpProxyStatus_.on_self0(nullptr, gmpProxyStatus_);
     on_enabledStatus_.on_self1(nullptr, enabledStatus_);
     on_gmpProxyStatus_.on_self1(nullptr, gmpProxyStatus_);
+    started_ = true;
 }
 
 MembershipJoinStatusSm::~MembershipJoinStatusSm() {

@@ -67,6 +67,9 @@ class MembershipJoinStatusSm final
     void gmpProxyStatusIs(const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus);
     /// @}
 
+    /// Whether the constructor is done. A tracker that goes before goes because the start failed,
+    /// and withdraws nothing: one bad number must not black out what was right.
+    bool isStarted() const { return started_; }
     /// Whether the table was brought into line with the inputs.
     bool initialized() const { return initialized_; }
     void initializedIs(bool initialized);
@@ -85,7 +88,9 @@ class MembershipJoinStatusSm final
     /// @}
 
     /// @name Creating or re-pointing a tracker, and removing it. A null record raises
-    /// Rix::NullArgumentError; removing what is not there does nothing. @{
+    /// Rix::NullArgumentError; the record that the tracker follows already, and removing what is
+    /// not there, do nothing. Every other change is published, but for a PIM or an interface
+    /// tracker that is re-pointed. @{
     Lumo::Ptr<RixVlanMembership> vlanMembershipIs(
         const Lumo::Ptr<const Gmp::VlanMembershipJoin>& join);
     /// The record that the removed tracker followed.
@@ -182,6 +187,7 @@ class MembershipJoinStatusSm final
     Rix::Collection<L3::VrfName, Lumo::Ptr<NestedSm_PimVrfStatus>> pimVrfStatus_;
     Rix::Collection<Bridging::VlanId, Lumo::Ptr<RixVlanMembership>> rixVlanMembership_;
     bool initialized_ = false;
+    bool started_ = false;
 
     // What hears of the inputs. Destroyed first, so that nothing is heard of half a machine.
     CollectionDispatch<Gmp::MembershipJoinStatus, Bridging::VlanId> membershipJoinStatusDispatch_;

@@ -23,7 +23,7 @@ NestedSm_SourceMembership::NestedSm_SourceMembership(
 NestedSm_SourceMembership::~NestedSm_SourceMembership() {
     hasNotificationActiveIs(false);
     try {
-        rixDoZombieReactors(true);
+        if (parent_ && parent_->parent()->parent()->isStarted()) rixDoZombieReactors(true);
     } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
     }
 }

@@ -64,11 +64,15 @@ class Ptr {
     Object* object_ = nullptr;
 };
 
+/// Tells a type's operator new that Lumo::make calls it, so that what the constructor throws can be
+/// told from the end of an object.
+struct Made {};
+
 /// Makes an object of the runtime and gives the first reference to it. What the constructor throws
 /// is passed on; nothing stays allocated then.
 template <class Object, class... Arguments>
 Ptr<Object> make(Arguments&&... arguments) {
-    return Ptr<Object>::adopt(new Object(std::forward<Arguments>(arguments)...));
+    return Ptr<Object>::adopt(new (Made{}) Object(std::forward<Arguments>(arguments)...));
 }
 
 /// The same object seen as a derived type, or null if it is none or of another type.

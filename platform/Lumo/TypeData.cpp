@@ -83,4 +83,9 @@ void TypeData::released(std::size_t bytes) const noexcept {
     liveBytes_.fetch_sub(bytes, std::memory_order_relaxed);
 }
 
+void TypeData::allocationFailed(std::size_t bytes) const noexcept {
+    released(bytes);
+    ever_.fetch_sub(1, std::memory_order_relaxed);
+}
+
 }  // namespace Lumo

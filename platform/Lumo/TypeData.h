@@ -70,6 +70,8 @@ class TypeData {
     /// For Lumo::Object alone: counts an object that comes or goes.
     void allocated(std::size_t bytes) const noexcept;
     void released(std::size_t bytes) const noexcept;
+    /// For Lumo::Object alone: takes back the count of an object whose constructor failed.
+    void allocationFailed(std::size_t bytes) const noexcept;
 
   private:
     const std::string name_;

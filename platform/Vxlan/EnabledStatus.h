@@ -21,23 +21,26 @@ class EnabledStatus final : public Lumo::Object<EnabledStatus, Lumo::Observable>
     /// Keyed by std::uint32_t; the previous value is an L3::VrfName.
     static constexpr Lumo::FieldId sbdVlanToVrfField{1};
 
+    using HN_VrfToSBDVlan = Rix::ValueMap<L3::VrfName, std::uint16_t>;
+    using HN_SbdVlanToVrf = Rix::ValueMap<std::uint32_t, L3::VrfName>;
+
     static const Lumo::TypeData& type();
 
     /// The SBD VLAN of each VRF.
-    const Rix::ValueMap<L3::VrfName, std::uint16_t>& vrfToSBDVlan() const { return vrfToSBDVlan_; }
+    const HN_VrfToSBDVlan& vrfToSBDVlan() const { return vrfToSBDVlan_; }
     /// Sets or removes the SBD VLAN of a VRF, and publishes that if it changes anything.
     void vrfToSBDVlanIs(const L3::VrfName& vrf, std::uint16_t vlan);
     void vrfToSBDVlanDel(const L3::VrfName& vrf);
 
     /// The VRF of each SBD VLAN; an empty name counts as none.
-    const Rix::ValueMap<std::uint32_t, L3::VrfName>& sbdVlanToVrf() const { return sbdVlanToVrf_; }
+    const HN_SbdVlanToVrf& sbdVlanToVrf() const { return sbdVlanToVrf_; }
     /// Sets or removes the VRF of an SBD VLAN, and publishes that if it changes anything.
     void sbdVlanToVrfIs(std::uint32_t vlan, const L3::VrfName& vrf);
     void sbdVlanToVrfDel(std::uint32_t vlan);
 
   private:
-    Rix::ValueMap<L3::VrfName, std::uint16_t> vrfToSBDVlan_;
-    Rix::ValueMap<std::uint32_t, L3::VrfName> sbdVlanToVrf_;
+    HN_VrfToSBDVlan vrfToSBDVlan_;
+    HN_SbdVlanToVrf sbdVlanToVrf_;
 };
 
 }  // namespace Vxlan

@@ -215,6 +215,18 @@ TEST_F(TrackerLife, WhatCannotBeWithdrawnIsToldToWhoRemovedItAndHearsNothingMore
     Trace::textSinkIs([](const Trace::TextRecord&) {});
 }
 
+TEST_F(TrackerLife, AnInterfaceWhoseVlanCannotBeOneIsReapedAllTheSame) {
+    stop();
+    bind("vlan0", "red");
+    start();
+    const auto tracker = machine->l3IntfStatus(IntfId("vlan0"));
+    EXPECT_ANY_THROW(machine->rixDoZombieReactors(true));
+    EXPECT_TRUE(tracker->isZombie());
+    EXPECT_NO_THROW(tracker->rixDoZombieReactors(true));
+    EXPECT_ANY_THROW(tracker->rixDoZombieReactors(false));
+    EXPECT_FALSE(tracker->isZombie());
+}
+
 TEST_F(TrackerLife, AnObserverThatFailsAtARemovalKeepsNobodyHearing) {
     pim("red", {"vlan10"});
     RootObserver observer(*machine);

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "model/Table.h"
+
 namespace model {
 
 struct TraceLine {
@@ -35,6 +37,8 @@ struct Answer {
     /// `walkMayDelete`'s entries went, depends on the table's order; the lines are those of a walk
     /// that would have gone on.
     bool walkCut = false;
+    /// What the table held when such a walk began.
+    Table walkedTable;
     /// Corruption was read during the walk, by whichever entry came first.
     bool walkCorrupt = false;
 };

@@ -84,8 +84,8 @@ void Machine::reap() {
     if (first) throw Refusal(*first);
 }
 
-/// Destruction of what is left. A VLAN that was never reaped (it came after the reaping, or the
-/// start failed) does not refresh its memberships; its groups reap themselves.
+/// Destruction of what is left. A VLAN that was never reaped, since it came after the reaping, does
+/// not refresh its memberships; its groups reap themselves.
 void Machine::dropTrackers() {
     for (auto& [number, vlan] : vlans_) {
         for (auto& [address, group] : vlan.groups) {

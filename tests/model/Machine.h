@@ -74,11 +74,10 @@ class Machine {
     /// @param without bits of Without: the inputs that this machine does not have
     Machine(World& world, std::uint8_t domain, std::uint8_t app, std::uint8_t without);
 
-    // Its life. A start that throws leaves a machine that is to be torn down with dropTrackers.
+    // Its life. A start that throws leaves a machine of no use, which goes without a trace.
     void start();
     void stop();
     void reap();
-    void dropTrackers();
     void notificationsAre(bool on);
 
     // Changes of the collections.
@@ -109,6 +108,8 @@ class Machine {
 
   private:
     using Vlan = std::uint32_t;
+
+    void dropTrackers();
 
     // Questions.
     bool has(std::uint8_t input) const { return (without_ & input) == 0; }

@@ -101,12 +101,12 @@ void Machine::intfVrfChanged(const std::shared_ptr<IntfStatus>& status) {
     handleL3IntfStatus(status->intf);
 }
 
-/// An error leaves the tracker deaf, but not reaped.
+/// An error does not keep the tracker from being reaped.
 void Machine::reapIntf(IntfTracker& tracker) {
     if (tracker.reaped) return;
     tracker.listening = false;
-    handleL3IntfStatus(tracker.status->intf);
     tracker.reaped = true;
+    handleL3IntfStatus(tracker.status->intf);
 }
 
 void Machine::handleL3IntfStatus(Intf intf) {

@@ -20,7 +20,7 @@ void Machine::handleInitialized() {
     const int corruptions = answer.corruptions;
     std::optional<Refusal> cut;
     answer.walkBegin = answer.trace.size();
-    const Table before = world_.table;
+    Table before = world_.table;
     for (const auto& [status, entries] : before) {
         const std::string name =
             status.vrf + "." + stringValue(static_cast<Routing::Gmp::Tessel::App>(status.app));
@@ -48,7 +48,9 @@ void Machine::handleInitialized() {
     answer.walkEnd = answer.trace.size();
     answer.walkCorrupt = answer.corruptions != corruptions;
     answer.walkCut = cut.has_value();
-    if (cut) throw Refusal(*cut);
+    if (!cut) return;
+    answer.walkedTable = std::move(before);
+    throw Refusal(*cut);
 }
 
 /// Why the inputs do not justify a membership, empty if they do.

@@ -126,7 +126,7 @@ void Model::carryOut(const Event& event) {
     }
 }
 
-/// A machine whose start fails is gone, and what its groups wrote with it.
+/// A machine whose start fails is gone; the table stays as that left it.
 void Model::start(const Event& event) {
     everStarted_ = true;
     world_.inputs.joinName = event.name;
@@ -134,7 +134,6 @@ void Model::start(const Event& event) {
     try {
         machine_->start();
     } catch (const Refusal&) {
-        machine_->dropTrackers();
         machine_.reset();
         throw;
     }

@@ -59,16 +59,14 @@ Trial::Trial(const SubjectMaker& makeSubject, Toggles toggles)
 std::optional<std::string> Trial::step(const Event& event) {
     if (undecided_ || !model_.accepts(event)) return std::nullopt;
     events_.push_back(event);
-    const Table before = event.op == Op::start ? model_.table() : Table();
     const Answer answer = model_.apply(event);
     const Observation seen = subject_->apply(event);
     undecided_ = answer.walkCorrupt;
     if (undecided_) return std::nullopt;
-    return compare(answer, seen, before);
+    return compare(answer, seen);
 }
 
-std::optional<std::string> Trial::compare(const Answer& answer, const Observation& seen,
-                                          const Table& before) {
+std::optional<std::string> Trial::compare(const Answer& answer, const Observation& seen) {
     const std::string error = answer.error.value_or("");
     if (error != seen.error) {
         return difference("error", "    " + error + "\n", "    " + seen.error + "\n");
@@ -87,15 +85,15 @@ std::optional<std::string> Trial::compare(const Answer& answer, const Observatio
         return difference("corruptions", text("    ", static_cast<unsigned>(answer.corruptions)),
                           text("    ", seen.corruptions, "\n"));
     }
-    return compareTable(answer, before);
+    return compareTable(answer);
 }
 
-/// After a walk that an error cut short, the table is anything between the one before and the one
-/// after a whole walk.
-std::optional<std::string> Trial::compareTable(const Answer& answer, const Table& before) {
+/// After a walk that an error cut short, the table is anything between the one before the walk and
+/// the one after a whole walk.
+std::optional<std::string> Trial::compareTable(const Answer& answer) {
     Table seen = subject_->table();
     if (seen == model_.table()) return std::nullopt;
-    if (!answer.walkCut || !isWithin(model_.table(), seen) || !isWithin(seen, before)) {
+    if (!answer.walkCut || !isWithin(model_.table(), seen) || !isWithin(seen, answer.walkedTable)) {
         return difference("table", show(model_.table()), show(seen));
     }
     model_.tableIs(std::move(seen));

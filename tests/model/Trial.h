@@ -28,9 +28,8 @@ class Trial {
     bool isUndecided() const { return undecided_; }
 
   private:
-    std::optional<std::string> compare(const Answer& answer, const Observation& seen,
-                                       const Table& before);
-    std::optional<std::string> compareTable(const Answer& answer, const Table& before);
+    std::optional<std::string> compare(const Answer& answer, const Observation& seen);
+    std::optional<std::string> compareTable(const Answer& answer);
 
     Model model_;
     std::unique_ptr<Subject> subject_;

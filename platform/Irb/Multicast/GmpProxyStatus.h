@@ -20,27 +20,26 @@ class GmpProxyStatus final : public Lumo::Object<GmpProxyStatus, Lumo::Observabl
     /// Keyed by Bridging::VlanId; the previous value is an L3::VrfName.
     static constexpr Lumo::FieldId sbdVlanToVrfField{1};
 
+    using HN_VrfToSbdVlan = Rix::ValueMap<L3::VrfName, Bridging::VlanId>;
+    using HN_SbdVlanToVrf = Rix::ValueMap<Bridging::VlanId, L3::VrfName>;
+
     static const Lumo::TypeData& type();
 
     /// The SBD VLAN of each VRF.
-    const Rix::ValueMap<L3::VrfName, Bridging::VlanId>& vrfToSbdVlan() const {
-        return vrfToSbdVlan_;
-    }
+    const HN_VrfToSbdVlan& vrfToSbdVlan() const { return vrfToSbdVlan_; }
     /// Sets or removes the SBD VLAN of a VRF, and publishes that if it changes anything.
     void vrfToSbdVlanIs(const L3::VrfName& vrf, Bridging::VlanId vlan);
     void vrfToSbdVlanDel(const L3::VrfName& vrf);
 
     /// The VRF of each SBD VLAN; an empty name counts as none.
-    const Rix::ValueMap<Bridging::VlanId, L3::VrfName>& sbdVlanToVrf() const {
-        return sbdVlanToVrf_;
-    }
+    const HN_SbdVlanToVrf& sbdVlanToVrf() const { return sbdVlanToVrf_; }
     /// Sets or removes the VRF of an SBD VLAN, and publishes that if it changes anything.
     void sbdVlanToVrfIs(Bridging::VlanId vlan, const L3::VrfName& vrf);
     void sbdVlanToVrfDel(Bridging::VlanId vlan);
 
   private:
-    Rix::ValueMap<L3::VrfName, Bridging::VlanId> vrfToSbdVlan_;
-    Rix::ValueMap<Bridging::VlanId, L3::VrfName> sbdVlanToVrf_;
+    HN_VrfToSbdVlan vrfToSbdVlan_;
+    HN_SbdVlanToVrf sbdVlanToVrf_;
 };
 
 }  // namespace Irb::Multicast

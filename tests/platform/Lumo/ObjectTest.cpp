@@ -163,6 +163,7 @@ TEST(Allocations, AnObjectWhoseConstructorFailsIsUncountedAgain) {
     const auto before = Mortal::type().allocations();
     EXPECT_THROW(Lumo::make<Mortal>(nullptr, true), std::runtime_error);
     EXPECT_EQ(Mortal::type().allocations().live, before.live);
+    EXPECT_EQ(Mortal::type().allocations().ever, before.ever);
     EXPECT_EQ(Mortal::type().allocations().liveBytes, before.liveBytes);
 }
 

@@ -57,16 +57,17 @@ enum class Op : std::uint8_t {
     last = setCorrupt,
 };
 
-/// The inputs that a start can leave out, one bit each.
-enum Without : std::uint8_t {
-    withoutJoins = 1,
-    withoutPegDr = 2,
-    withoutL3 = 4,
-    withoutVxlan = 8,
-    withoutPim = 16,
-    withoutTable = 32,
-    withoutMpls = 64,
-};
+/// What a machine reads and writes, one bit each: a start can leave any of it out.
+namespace input {
+constexpr std::uint8_t joins = 1;
+constexpr std::uint8_t pegDr = 2;
+constexpr std::uint8_t l3 = 4;
+constexpr std::uint8_t vxlan = 8;
+constexpr std::uint8_t pim = 16;
+constexpr std::uint8_t table = 32;
+constexpr std::uint8_t mpls = 64;
+constexpr std::uint8_t all = 127;
+}  // namespace input
 
 struct SourceSpec {
     Addr source;
@@ -85,7 +86,7 @@ struct Event {
     bool on = false;            ///< toggle, notifications
     std::uint8_t domain = 1;    ///< start
     std::uint8_t app = 1;       ///< start, table.*
-    std::uint8_t without = 0;   ///< start; bits of Without
+    std::uint8_t without = 0;   ///< start; bits of input
     std::uint8_t first = 0;     ///< pegdr.set
     std::uint8_t second = 0;    ///< pegdr.set
     std::uint8_t role = 0;      ///< pegdr.set

@@ -31,6 +31,11 @@ inline Event start(std::uint8_t without = 0, std::uint8_t domain = 1, std::uint8
     return event;
 }
 
+/// @param inputs bits of input
+inline Event startWithout(std::uint8_t inputs) {
+    return start(inputs);
+}
+
 inline Event ofJoin(Op op, std::uint32_t vlan, const Addr& group = {}, const Addr& source = {},
                     Intf intf = {}, Mode mode = Mode::include) {
     Event event;

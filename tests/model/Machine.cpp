@@ -22,32 +22,32 @@ Machine::Machine(World& world, std::uint8_t domain, std::uint8_t app, std::uint8
 
 void Machine::start() {
     const Inputs& in = world_.inputs;
-    if (has(withoutL3)) {
+    if (has(input::l3)) {
         for (const auto& [intf, status] : in.intfs)
             intfStatusIs(status);
     }
-    if (has(withoutPim)) {
+    if (has(input::pim)) {
         for (const auto& [vrf, status] : in.pim)
             pim_.put(vrf, {status});
     }
-    if (has(withoutJoins)) {
+    if (has(input::joins)) {
         for (const auto& [vlan, join] : in.vlans)
             vlanIs(join);
     }
     handleInitialized();
-    if (has(withoutVxlan)) {
+    if (has(input::vxlan)) {
         for (const auto& [vrf, vlan] : in.vxlan.vrfToSbd)
             handleVxlanVrf(vrf, nullptr, &vlan);
     }
-    if (has(withoutMpls)) {
+    if (has(input::mpls)) {
         for (const auto& [vrf, vlan] : in.mpls.vrfToSbd)
             handleMplsVrf(vrf, nullptr, &vlan);
     }
-    if (has(withoutVxlan)) {
+    if (has(input::vxlan)) {
         for (const auto& [vlan, vrf] : in.vxlan.sbdToVrf)
             handleSbdVlanToVrf(vlan);
     }
-    if (has(withoutMpls)) {
+    if (has(input::mpls)) {
         for (const auto& [vlan, vrf] : in.mpls.sbdToVrf)
             handleSbdVlanToVrf(vlan);
     }

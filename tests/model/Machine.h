@@ -71,7 +71,7 @@ struct PimTracker {
 /// questions. MachineJoins.cpp: VLANs, groups and sources. MachineSync.cpp: the walk at the start.
 class Machine {
   public:
-    /// @param without bits of Without: the inputs that this machine does not have
+    /// @param without bits of input: what this machine does not have
     Machine(World& world, std::uint8_t domain, std::uint8_t app, std::uint8_t without);
 
     // Its life. A start that throws leaves a machine of no use, which goes without a trace.
@@ -112,7 +112,7 @@ class Machine {
     void dropTrackers();
 
     // Questions.
-    bool has(std::uint8_t input) const { return (without_ & input) == 0; }
+    bool has(std::uint8_t bit) const { return (without_ & bit) == 0; }
     std::string_view joinName() const;
     const SbdMaps* selectedMaps() const;
     Vlan sbdVlanOf(const std::string& vrf) const;

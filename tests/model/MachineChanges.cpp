@@ -19,7 +19,7 @@ bool isPassedOver(Intf intf) {
 }  // namespace
 
 void Machine::vlanChanged(std::uint16_t number) {
-    if (!has(withoutJoins) || !listening_) return;
+    if (!has(input::joins) || !listening_) return;
     if (const auto* join = world_.inputs.vlans.find(number)) {
         vlanIs(*join);
         return;
@@ -68,7 +68,7 @@ void Machine::setChanged(std::uint16_t number, const Addr& address,
 }
 
 void Machine::intfChanged(Intf intf) {
-    if (!has(withoutL3) || !listening_) return;
+    if (!has(input::l3) || !listening_) return;
     if (const auto* status = world_.inputs.intfs.find(intf)) {
         intfStatusIs(*status);
         return;
@@ -127,7 +127,7 @@ void Machine::handleL3IntfStatus(Intf intf) {
 }
 
 void Machine::pimChanged(const std::string& vrf) {
-    if (!has(withoutPim) || !listening_) return;
+    if (!has(input::pim) || !listening_) return;
     const auto* status = world_.inputs.pim.find(vrf);
     if (status == nullptr) {
         pim_.erase(vrf);
@@ -173,7 +173,7 @@ void Machine::handlePimTransitIntf(const std::string& vrf, Intf intf) {
 }
 
 void Machine::pegDrChanged(std::uint16_t vlan) {
-    if (has(withoutPegDr) && listening_ && !reaped_) handlePegDrStatus(vlan);
+    if (has(input::pegDr) && listening_ && !reaped_) handlePegDrStatus(vlan);
 }
 
 void Machine::handlePegDrStatus(Vlan vlan) {
@@ -189,19 +189,19 @@ void Machine::handlePegDrStatus(Vlan vlan) {
 // The maps are heard whether or not notifications are on, and after reaping too.
 
 void Machine::vxlanVrfChanged(const std::string& vrf, const std::uint16_t* before) {
-    if (has(withoutVxlan)) handleVxlanVrf(vrf, before, world_.inputs.vxlan.vrfToSbd.find(vrf));
+    if (has(input::vxlan)) handleVxlanVrf(vrf, before, world_.inputs.vxlan.vrfToSbd.find(vrf));
 }
 
 void Machine::mplsVrfChanged(const std::string& vrf, const std::uint16_t* before) {
-    if (has(withoutMpls)) handleMplsVrf(vrf, before, world_.inputs.mpls.vrfToSbd.find(vrf));
+    if (has(input::mpls)) handleMplsVrf(vrf, before, world_.inputs.mpls.vrfToSbd.find(vrf));
 }
 
 void Machine::vxlanSbdChanged(std::uint32_t vlan) {
-    if (has(withoutVxlan)) handleSbdVlanToVrf(vlan);
+    if (has(input::vxlan)) handleSbdVlanToVrf(vlan);
 }
 
 void Machine::mplsSbdChanged(std::uint32_t vlan) {
-    if (has(withoutMpls)) handleSbdVlanToVrf(vlan);
+    if (has(input::mpls)) handleSbdVlanToVrf(vlan);
 }
 
 namespace {
@@ -229,8 +229,8 @@ void replay(const SbdMaps& before, const SbdMaps& after, VrfHandler&& vrfHandler
 
 /// A machine that had no such input has one from now on, and knew nothing of the old maps.
 void Machine::vxlanReplaced(const SbdMaps& before) {
-    const SbdMaps known = has(withoutVxlan) ? before : SbdMaps();
-    without_ = static_cast<std::uint8_t>(without_ & ~withoutVxlan);
+    const SbdMaps known = has(input::vxlan) ? before : SbdMaps();
+    without_ = static_cast<std::uint8_t>(without_ & ~input::vxlan);
     replay(
         known, world_.inputs.vxlan,
         [this](const std::string& vrf, Number was, Number is) { handleVxlanVrf(vrf, was, is); },
@@ -238,8 +238,8 @@ void Machine::vxlanReplaced(const SbdMaps& before) {
 }
 
 void Machine::mplsReplaced(const SbdMaps& before) {
-    const SbdMaps known = has(withoutMpls) ? before : SbdMaps();
-    without_ = static_cast<std::uint8_t>(without_ & ~withoutMpls);
+    const SbdMaps known = has(input::mpls) ? before : SbdMaps();
+    without_ = static_cast<std::uint8_t>(without_ & ~input::mpls);
     replay(
         known, world_.inputs.mpls,
         [this](const std::string& vrf, Number was, Number is) { handleMplsVrf(vrf, was, is); },

@@ -29,13 +29,13 @@ std::string appText(std::uint8_t app) {
 }  // namespace
 
 std::string_view Machine::joinName() const {
-    return has(withoutJoins) ? std::string_view(world_.inputs.joinName) : std::string_view();
+    return has(input::joins) ? std::string_view(world_.inputs.joinName) : std::string_view();
 }
 
 /// The maps that the toggle selects, null if this machine has no such input.
 const SbdMaps* Machine::selectedMaps() const {
-    if (world_.toggles.oismMplsTunnel) return has(withoutMpls) ? &world_.inputs.mpls : nullptr;
-    return has(withoutVxlan) ? &world_.inputs.vxlan : nullptr;
+    if (world_.toggles.oismMplsTunnel) return has(input::mpls) ? &world_.inputs.mpls : nullptr;
+    return has(input::vxlan) ? &world_.inputs.vxlan : nullptr;
 }
 
 /// An unmapped VRF has VLAN 1 in the MPLS domain and none, 0, in the VXLAN domain.
@@ -64,7 +64,7 @@ bool Machine::isDrForVlan(Vlan vlan) {
     requireVlanId(vlan);
     const auto number = static_cast<std::uint16_t>(vlan);
     PegDr record;
-    if (has(withoutPegDr)) {
+    if (has(input::pegDr)) {
         if (world_.inputs.corruptPegDr.erase(number) != 0) {
             ++world_.answer.corruptions;
         } else if (const auto at = world_.inputs.pegDr.find(number);
@@ -79,14 +79,14 @@ bool Machine::isDrForVlan(Vlan vlan) {
 }
 
 bool Machine::isPimEnabled(const std::string& vrf, Vlan vlan) const {
-    const auto* status = has(withoutPim) ? world_.inputs.pim.find(vrf) : nullptr;
+    const auto* status = has(input::pim) ? world_.inputs.pim.find(vrf) : nullptr;
     if (status == nullptr) return false;
     const auto& intfs = (*status)->intfs;
     return std::find(intfs.begin(), intfs.end(), vlanIntf(vlan)) != intfs.end();
 }
 
 const IntfStatus* Machine::intfStatus(Intf intf) const {
-    const auto* status = has(withoutL3) ? world_.inputs.intfs.find(intf) : nullptr;
+    const auto* status = has(input::l3) ? world_.inputs.intfs.find(intf) : nullptr;
     return status != nullptr ? status->get() : nullptr;
 }
 
@@ -127,7 +127,7 @@ bool Machine::requireStarG(const VlanTracker& vlan, const GroupTracker& group, c
 
 /// The memberships of the VLAN's status, null if there is no status.
 Memberships* Machine::memberships(const VlanTracker& vlan) {
-    if (!has(withoutTable)) return nullptr;
+    if (!has(input::table)) return nullptr;
     const auto at = world_.table.find({vlan.vrf, app_});
     return at != world_.table.end() ? &at->second : nullptr;
 }
@@ -137,7 +137,7 @@ void Machine::addMembership(const VlanTracker& vlan, const Addr& source, const A
     const Intf intf = vlanIntf(vlan.join->vlan);
     trace(7, "addMembership", "addMembership: Add gmpStatus: ", vlan.vrf, "- ( ", source, ", ",
           group, ", ", intf, " , ", mode, " ) ", appText(app_));
-    if (has(withoutTable)) world_.table[{vlan.vrf, app_}][{intf, source, group}] = mode;
+    if (has(input::table)) world_.table[{vlan.vrf, app_}][{intf, source, group}] = mode;
 }
 
 /// A missing entry reads as one of mode exclude, so deleting it in that mode is traced. Whatever

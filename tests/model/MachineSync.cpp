@@ -16,7 +16,7 @@ void Machine::handleInitialized() {
     Answer& answer = world_.answer;
     trace(8, "handleInitialized", "handleInitialized: ", joinName());
     initialized_ = true;
-    if (!has(withoutTable)) return;
+    if (!has(input::table)) return;
     const int corruptions = answer.corruptions;
     std::optional<Refusal> cut;
     answer.walkBegin = answer.trace.size();

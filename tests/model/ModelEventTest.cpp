@@ -11,7 +11,7 @@ TEST(ModelEvent, PrintsAsALineOfARecording) {
     EXPECT_EQ(toJson(join(10, "239.1.1.1", "0.0.0.0", "swp1", Mode::exclude)),
               R"({"op":"join","vlan":10,"group":"239.1.1.1","source":"0.0.0.0","intf":"swp1",)"
               R"("mode":"exclude"})");
-    EXPECT_EQ(toJson(start(withoutPegDr | withoutMpls)),
+    EXPECT_EQ(toJson(startWithout(input::pegDr | input::mpls)),
               R"({"op":"start","domain":1,"app":1,"name":"default",)"
               R"("without":["pegDrStatus","gmpProxyStatus"]})");
     EXPECT_EQ(toJson(pimSet("red", {"vlan10", "vlan20"})),

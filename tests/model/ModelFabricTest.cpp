@@ -117,7 +117,7 @@ TEST_F(ModelFabricTest, AMapReplacedByAnEqualOneIsReplayedWithEqualValues) {
 
 TEST_F(ModelFabricTest, AMapGivenToAMachineThatHadNoneIsReplayedAsAdded) {
     has(ofVrf(Op::vxlanVrfSet, "red", 10));
-    has(start(withoutVxlan));
+    has(startWithout(input::vxlan));
     has(life(Op::vxlanReplace));
     EXPECT_THAT(texts(), IsEmpty());
     has(ofVrf(Op::vxlanVrfSet, "red", 20));

@@ -12,10 +12,9 @@ using ModelLifeTest = ModelTest;
 
 constexpr const char* g1 = "239.1.1.1";
 constexpr const char* s1 = "10.0.0.1";
-constexpr std::uint8_t everything = 127;
 
 TEST_F(ModelLifeTest, AMachineWithoutInputsStartsAndStops) {
-    has(start(everything));
+    has(startWithout(input::all));
     EXPECT_EQ(error(), "");
     EXPECT_THAT(texts(), ElementsAre("handleInitialized: "));
     has(life(Op::stop));
@@ -234,7 +233,7 @@ TEST_F(ModelLifeTest, AStartThatFailsWithdrawsNothing) {
 
 TEST_F(ModelLifeTest, AMachineWithoutTableTracesWhatItWouldWrite) {
     fabric();
-    has(start(withoutTable));
+    has(startWithout(input::table));
     has(join(10, g1, s1, "swp1"));
     EXPECT_TRUE(
         traced("addMembership: Add gmpStatus: red- ( 10.0.0.1, 239.1.1.1, vlan10 , "

@@ -85,7 +85,7 @@ TinyUniverse livesOfAMachine() {
     all.prelude.push_back(pegDrSet(20, 1, 1, 1));
     all.events = {start(),
                   start(0, 2),
-                  start(withoutPegDr),
+                  startWithout(input::pegDr),
                   life(Op::stop),
                   life(Op::abandon),
                   life(Op::reap),

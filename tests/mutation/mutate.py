@@ -20,7 +20,6 @@ import workshop
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 LISTED = pathlib.Path(__file__).with_name("survivors.txt")
-PAGE = ROOT / "docs" / "mutation.md"
 
 
 def arguments():
@@ -62,16 +61,15 @@ def lastResults(options):
     return json.loads(path.read_text()) if path.exists() else {}
 
 
-def show(mutant):
-    print(f"{mutant.file}: {mutant.function}: {mutant.kind}\n- {mutant.before}\n+ {mutant.after}",
-          flush=True)
+def show(mutant, key):
+    print(f"{key}\n- {mutant.before}\n+ {mutant.after}", flush=True)
 
 
 class Run:
     """Runs mutants, each on the first workshop that is free."""
 
-    def __init__(self, made, options, before):
-        self.made, self.before = made, before
+    def __init__(self, made, keys, options, before):
+        self.made, self.keys, self.before = made, keys, before
         self.ends = {}
         self.path = options.folder / "results.json"
         self.todo = queue.Queue()
@@ -112,61 +110,61 @@ class Run:
             for mutant, end in shop.run(file, [m for m in self.made if m.file == file]):
                 self.ends[nameOf(mutant)] = end
                 if end == "survived":
-                    show(mutant)
+                    show(mutant, self.keys[mutant])
                 if len(self.ends) % 50 == 0:
                     print(f"... {len(self.ends)} of {len(self.made)}", flush=True)
                     self.keep()
         shop.close()
 
 
-def judge(results, listed):
+def judge(results, keys, listed):
     """Whether each survivor is listed, and each listed one survives; says which are not."""
-    alive = {survivors.keyOf(mutant) for mutant, end in results if end == "survived"}
-    run = {survivors.keyOf(mutant) for mutant, _ in results}
+    alive = {keys[mutant] for mutant, end in results if end == "survived"}
+    run = {keys[mutant] for mutant, _ in results}
     unlisted = sorted(key for key in alive if key not in listed)
     dead = sorted(key for key in listed if key in run and key not in alive)
     for key in unlisted:
         print("survives, and is not listed:\n" + survivors.paragraph(key, "(why?)"))
     for key in dead:
-        print("dies, and is listed:\n" + survivors.paragraph(key, listed[key].reason))
+        print("dies, and is listed:\n" + survivors.paragraph(key, listed[key]))
     return not unlisted and not dead
 
 
-def conclude(made, ends, listed):
-    """Writes the page, once there is a result for every mutant. Returns whether that is in order."""
+def conclude(made, keys, ends, listed):
+    """Prints the counts, once there is a result for every mutant. Returns whether the list names
+    only mutants that there are."""
     results = [(mutant, ends.get(nameOf(mutant))) for mutant in made]
     if not all(end for _, end in results):
         return True
-    unknown = sorted(set(listed) - {survivors.keyOf(mutant) for mutant in made})
+    unknown = sorted(set(listed) - set(keys.values()))
     for key in unknown:
-        print("listed, and not made:\n" + survivors.paragraph(key, listed[key].reason))
-    if not judge(results, listed) or unknown:
-        return False
-    PAGE.write_text(report.page(results, listed), encoding="utf-8")
-    return True
+        print("listed, and not made:\n" + survivors.paragraph(key, listed[key]))
+    print(report.tables(results))
+    return judge(results, keys, listed) and not unknown
 
 
 def main():
     options = arguments()
     options.folder = options.folder.resolve()
     made = allMutants()
+    keys = survivors.keysOf(made)
     part = chosen(made, options)
     if options.list:
         for mutant in part:
-            show(mutant)
+            show(mutant, keys[mutant])
         print(f"{len(part)} mutants")
         return
     listed = survivors.read(LISTED)
     begin = time.monotonic()
-    run = Run(part, options, lastResults(options) if len(part) < len(made) else {})
+    run = Run(part, keys, options, lastResults(options) if len(part) < len(made) else {})
     results = run.all()
     ends = run.keep()
     minutes = round((time.monotonic() - begin) / 60)
     compiled = [end for _, end in results if end != "not compiled"]
     print(f"{len(results)} mutants, {len(compiled)} compile, {compiled.count('survived')} survive; "
           f"{minutes} minutes")
-    inOrder = judge(results, listed)
-    if not conclude(made, ends, listed) or not inOrder:
+    inOrder = judge(results, keys, listed)
+    if not conclude(made, keys, ends, listed) or not inOrder:
         sys.exit(1)
 
 

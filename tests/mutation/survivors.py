@@ -2,32 +2,34 @@
 import collections
 import textwrap
 
-Survivor = collections.namedtuple("Survivor", "file function before after reason")
 
-
-def keyOf(mutant):
-    """What a mutant is listed by: no line numbers, which every change of a file moves."""
-    return (mutant.file, mutant.function, mutant.before, mutant.after)
+def keysOf(made):
+    """What each of all mutants is listed by: "FILE: FUNCTION: KIND", and ", 2 of 5" where there are
+    five of that kind in the function. How its lines are written does not matter; where a fault of the
+    kind comes or goes, the function's reasons must be looked at again, and are not found."""
+    places = collections.defaultdict(list)
+    for mutant in made:
+        places[f"{mutant.file}: {mutant.function}: {mutant.kind}"].append(mutant)
+    keys = {}
+    for place, alike in places.items():
+        for number, mutant in enumerate(alike, 1):
+            keys[mutant] = place if len(alike) == 1 else f"{place}, {number} of {len(alike)}"
+    return keys
 
 
 def read(path):
-    """The listed survivors by their keys. Each is a paragraph: "FILE: FUNCTION", "- " and what
-    stands there, "+ " and what the mutant has instead, and the reason, in any number of lines."""
-    survivors = {}
+    """The reasons by the keys. Each is a paragraph: the key, and the reason in any number of
+    lines."""
+    reasons = {}
     for paragraph in path.read_text(encoding="utf-8").split("\n\n"):
         lines = [line for line in paragraph.splitlines() if not line.startswith("#")]
         if not lines:
             continue
-        file, _, function = lines[0].partition(": ")
-        reason = " ".join(lines[3:])
-        if len(lines) < 4 or lines[1][:2] != "- " or lines[2][:2] != "+ ":
-            raise ValueError(f"{path}: malformed: {paragraph}")
-        survivor = Survivor(file, function, lines[1][2:], lines[2][2:], reason)
-        survivors[survivor[:4]] = survivor
-    return survivors
+        if len(lines) < 2 or lines[0].count(": ") != 2 or lines[0] in reasons:
+            raise ValueError(f"{path}: malformed, or there twice: {paragraph}")
+        reasons[lines[0]] = " ".join(lines[1:])
+    return reasons
 
 
 def paragraph(key, reason):
-    file, function, before, after = key
-    return "\n".join([f"{file}: {function}", f"- {before}", f"+ {after}",
-                      *textwrap.wrap(reason, 100)])
+    return "\n".join([key, *textwrap.wrap(reason, 100)])

@@ -32,7 +32,7 @@ TEST_P(Lab, GivesTheStoredReport) {
     const std::string stored = std::string(IRBMC_STORED_REPORTS "/lab-gateway-") + gateway +
                                "-mplsTunnel-" + mplsTunnel + ".txt";
     EXPECT_TRUE(result.out == contentOf(stored))
-        << "differs from " << stored << "; irbmc replay gives:\n"
+        << "differs from " << stored << " (./dev golden renews it); irbmc replay gives:\n"
         << result.out;
 }
 

@@ -12,7 +12,6 @@
 
 #include "Rix/FileDescriptor.h"
 #include "Toggle/ToggleFile.h"
-#include "Toggle/ToggleFileError.h"
 #include "Toggle/Toggles.h"
 
 namespace Toggle {
@@ -75,10 +74,7 @@ bool getToggleState(std::string_view file, std::string_view name, bool defaultSt
         const ToggleFile::Value* value = content.value(name);
         if (value == nullptr) return defaultState;
         if (value->isOn) return *value->isOn;
-        return report(":" + std::to_string(value->line) + ": the value " + value->text +
-                      " is neither true nor false");
-    } catch (const ToggleFileError& error) {
-        return report(":" + std::to_string(error.line()) + ": " + error.what());
+        return report(": the value " + value->text + " is neither true nor false");
     } catch (const std::runtime_error& error) {
         return report(std::string(": ") + error.what());
     }

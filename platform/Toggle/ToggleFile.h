@@ -9,8 +9,8 @@
 namespace Toggle {
 
 /// A toggle file, decoded: one JSON object (RFC 8259) of names to values, for example
-/// {"OismGateway": true}. A plain value. Values that are neither true nor false are kept as they
-/// are written, since they may belong to somebody else; whoever asks for one is told.
+/// {"OismGateway": true}. A plain value. Values that are neither true nor false are kept as text,
+/// since they may belong to somebody else; whoever asks for one is told.
 class ToggleFile {
   public:
     /// The most bytes that a file may have, and the deepest nesting of arrays and objects in it.
@@ -20,10 +20,8 @@ class ToggleFile {
     struct Value {
         /// true or false; nothing for any other value.
         std::optional<bool> isOn;
-        /// As the file has it, shortened.
+        /// As JSON, shortened.
         std::string text;
-        /// Counted from 1.
-        std::size_t line = 0;
     };
 
     /// @throws ToggleFileError if `text` is anything but one such object, or has a name twice

@@ -2,13 +2,11 @@
 // operator sets them.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 
 #include "MembershipJoinStatusSm/FeatureToggles.h"
+#include "TemporaryDirectory.h"
 #include "Toggle/FeatureToggle.h"
 #include "Toggle/Toggle.h"
 
@@ -19,24 +17,20 @@ namespace {
 class FeatureToggles : public testing::Test {
   protected:
     FeatureToggles() {
-        std::string name = std::filesystem::temp_directory_path() / "feature-toggles-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
-        directory_ = name;
-        Toggle::toggleDirectoryIs(directory_);
+        Toggle::toggleDirectoryIs(directory_.path());
         Toggle::forget();
     }
     ~FeatureToggles() override {
         Toggle::toggleDirectoryIs("");
         Toggle::forget();
-        std::filesystem::remove_all(directory_);
     }
 
     void fileIs(const std::string& name, const std::string& text) const {
-        std::ofstream(directory_ + "/" + name) << text;
+        std::ofstream(directory_.file(name)) << text;
     }
 
   private:
-    std::string directory_;
+    const TemporaryDirectory directory_;
 };
 
 TEST_F(FeatureToggles, BothAreOnWhereNobodySetThem) {

@@ -145,16 +145,8 @@ std::string RunningIrbmc::readLine() {
     return line;
 }
 
-TemporaryFolder::TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "irbmc-XXXXXX").string();
-    path_ = ::mkdtemp(pattern.data());
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::filesystem::remove_all(path_);
-}
-
 std::string TemporaryFolder::file(const std::string& name, std::string_view content) const {
-    std::ofstream(path_ / name, std::ios::binary) << content;
-    return path_ / name;
+    const std::string path = TemporaryDirectory::file(name);
+    std::ofstream(path, std::ios::binary) << content;
+    return path;
 }

@@ -3,10 +3,11 @@
 
 #include <sys/types.h>
 
-#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "TemporaryDirectory.h"
 
 /// What a run of the command left.
 struct Result {
@@ -56,17 +57,8 @@ class RunningIrbmc {
 };
 
 /// A folder of this test's own, removed with what is in it.
-class TemporaryFolder {
+class TemporaryFolder : public TemporaryDirectory {
   public:
-    TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder();
-
-    const std::filesystem::path& path() const { return path_; }
     /// Writes a file into it. Returns its path.
     std::string file(const std::string& name, std::string_view content) const;
-
-  private:
-    std::filesystem::path path_;
 };

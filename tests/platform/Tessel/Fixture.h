@@ -15,6 +15,7 @@
 #include "Ondel/VlanIntfId.h"
 #include "Routing/Gmp/Tessel/StatusColl.h"
 #include "Routing/Gmp/Tessel/TableReader.h"
+#include "TemporaryDirectory.h"
 
 namespace Tessel::Test {
 
@@ -44,24 +45,10 @@ constexpr bool isSanitized = false;
 #endif
 
 /// A directory of the test's own in shared memory, gone with the test.
-class TempDirectory {
+class TempDirectory : public TemporaryDirectory {
   public:
-    TempDirectory() {
-        std::string name = "/dev/shm/irbmc-test-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
-        path_ = name;
-    }
-    TempDirectory(const TempDirectory&) = delete;
-    TempDirectory& operator=(const TempDirectory&) = delete;
-    ~TempDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    const std::filesystem::path& path() const { return path_; }
-    std::filesystem::path table() const { return path_ / "table"; }
-
-  private:
-    std::filesystem::path path_;
+    TempDirectory() : TemporaryDirectory("/dev/shm") {}
+    std::filesystem::path table() const { return path() / "table"; }
 };
 
 /// A series of random numbers that is the same for the same seed.

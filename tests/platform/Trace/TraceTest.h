@@ -3,12 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "TemporaryDirectory.h"
 #include "Trace/RingReader.h"
 #include "Trace/Trace.h"
 
@@ -34,24 +32,6 @@ class CollectedTexts {
     ~CollectedTexts() { Trace::textSinkIs({}); }
 
     std::vector<Text> texts;
-};
-
-/// A directory of the test's own, gone with it.
-class TemporaryDirectory {
-  public:
-    TemporaryDirectory() {
-        std::string name = std::filesystem::temp_directory_path() / "trace-test-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
-        path_ = name;
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
-
-    std::string file(const std::string& name) const { return path_ / name; }
-
-  private:
-    std::filesystem::path path_;
 };
 
 /// A handle of the running test's own.

@@ -53,11 +53,11 @@ class Recording {
     int descriptor_;
 };
 
-/// The trace levels that the option spells; none if it was not given.
-Trace::Levels levelsOf(const std::optional<std::string>& text) {
+/// What of the trace the option spells; nothing if it was not given.
+Trace::Selection traceOf(const std::optional<std::string>& text) {
     if (!text) return {};
     try {
-        return Trace::Levels::parse(*text);
+        return Trace::Selection::parse(*text);
     } catch (const std::invalid_argument& error) {
         throw std::invalid_argument(std::string("--trace: ") + error.what());
     }
@@ -109,9 +109,10 @@ ReplayCommand::ReplayCommand(CLI::App& app)
     options().add_flag("-q,--quiet", isQuiet_, "report the final table alone");
     options().add_flag("--strict", isStrict_, "end at the first event that the system refuses");
     options()
-        .add_option("--trace", levels_,
-                    "report the trace messages of these levels with each event: 8, 0-9, 2,3,7")
-        ->type_name("LEVELS");
+        .add_option("--trace", trace_,
+                    "report the trace messages of these levels with each event: 8, 0-9, 2,3,7; "
+                    "of some VLANs, VRFs or groups alone: 8@vlan=10,vrf=red,group=239.1.1.1")
+        ->type_name("LEVELS[@FILTER]");
     options()
         .add_option("--table", tableDirectory_,
                     "keep the table in this directory, where it outlives the command")
@@ -197,12 +198,12 @@ void ReplayCommand::tellAfterwards(const Course& course, bool wasWhole, bool has
 }
 
 int ReplayCommand::run() {
-    const Trace::Levels levels = levelsOf(levels_);
+    const Trace::Selection trace = traceOf(trace_);
     Output output(STDOUT_FILENO);
     const auto report = this->report(output);
     const Recording recording(file_);
     Engine engine({library_.empty() ? installedLibrary() : std::filesystem::path(library_),
-                   tableDirectory_, levels});
+                   tableDirectory_, trace});
     setToggles(engine);
     report->begin(file_ == "-" ? "standard input" : file_);
     LineReader lines(recording.descriptor());

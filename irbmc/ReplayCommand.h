@@ -47,7 +47,7 @@ class ReplayCommand : public Command {
     bool isQuiet_ = false;
     bool isStrict_ = false;
     std::string colour_ = "auto";
-    std::optional<std::string> levels_;
+    std::optional<std::string> trace_;
     std::string tableDirectory_;
     std::string library_;
     std::vector<std::string> toggles_;

@@ -40,23 +40,25 @@ std::vector<TableEntry> difference(const std::vector<TableEntry>& left,
 }  // namespace
 
 Engine::Engine(const Options& options)
-    : traceLevels_(options.traceLevels),
+    : trace_(options.trace),
       machine_(options.library),
       inputs_(*this),
       table_(options.tableDirectory, *this) {
     // A recording says itself how its toggles were: the files of this computer do not count.
     ::Toggle::forget();
     ::Toggle::toggleDirectoryIs("/dev/null");
-    if (traceLevels_ == Trace::Levels()) return;
-    traceHandle().levelsIs(traceLevels_);
+    // Asked for in any case: what the environment says of a handle is read then.
+    Trace::Handle& handle = traceHandle();
+    if (trace_.levels == Trace::Levels()) return;
+    handle.selectionIs(trace_);
     Trace::textSinkIs([this](const Trace::TextRecord& record) { onTrace(record); });
 }
 
 Engine::~Engine() {
     if (machine_.isRunning()) abandon();
-    if (traceLevels_ == Trace::Levels()) return;
+    if (trace_.levels == Trace::Levels()) return;
     Trace::textSinkIs({});
-    traceHandle().levelsIs({});
+    traceHandle().selectionIs({});
 }
 
 void Engine::onCorruption(std::string_view message) {

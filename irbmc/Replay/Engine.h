@@ -11,7 +11,7 @@
 #include "Replay/Outcome.h"
 #include "Replay/Table.h"
 #include "Rix/CorruptionHandler.h"
-#include "Trace/Levels.h"
+#include "Trace/Selection.h"
 #include "Trace/TextSink.h"
 
 namespace Irbmc::Replay {
@@ -29,8 +29,8 @@ class Engine : private Rix::CorruptionHandler {
         std::filesystem::path library;
         /// Where the table is kept; if empty, the table is private and goes with the engine.
         std::filesystem::path tableDirectory;
-        /// The levels whose trace is reported.
-        Trace::Levels traceLevels;
+        /// What of the state machine's trace is reported.
+        Trace::Selection trace;
     };
 
     /// @throws std::runtime_error naming what cannot be loaded or opened
@@ -73,7 +73,7 @@ class Engine : private Rix::CorruptionHandler {
     void abandon();
     void needMachine(std::string_view op) const;
 
-    Trace::Levels traceLevels_;
+    const Trace::Selection trace_;
     Machine machine_;
     Inputs inputs_;
     Table table_;

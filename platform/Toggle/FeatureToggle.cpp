@@ -1,5 +1,6 @@
 #include "Toggle/FeatureToggle.h"
 
+#include "Toggle/Toggle.h"
 #include "Toggle/Toggles.h"
 
 namespace Toggle {
@@ -14,7 +15,10 @@ FeatureToggle::~FeatureToggle() {
 }
 
 bool FeatureToggle::firstRead() {
-    return Toggles::instance().read(*this);
+    const bool isOn = Toggles::instance().read(*this);
+    // After the reading, during which the names are locked.
+    reportUnknownNames(file_);
+    return isOn;
 }
 
 std::vector<std::string> knownNames() {

@@ -11,12 +11,15 @@
 #include <utility>
 
 #include "Rix/FileDescriptor.h"
+#include "Toggle/FeatureToggle.h"
 #include "Toggle/ToggleFile.h"
 #include "Toggle/Toggles.h"
 
 namespace Toggle {
 
 namespace {
+
+constexpr const char* defaultDirectory = "/etc/irbmc/toggles";
 
 [[noreturn]] void failReading(int error) {
     throw std::system_error(error, std::generic_category(), "cannot be read");
@@ -46,14 +49,21 @@ std::optional<std::string> contentOf(const std::string& path) {
     return text;
 }
 
+/// Whether a directory that somebody named is not there: he will wonder where its toggles are.
+bool isNamedInVain(const std::string& directory) {
+    struct stat status {};
+    return directory != defaultDirectory && ::stat(directory.c_str(), &status) != 0 &&
+           errno == ENOENT;
+}
+
 }  // namespace
 
 std::string toggleDirectory() {
     if (std::string directory = Toggles::instance().directory(); !directory.empty()) {
         return directory;
     }
-    const char* directory = std::getenv("IRBMC_TOGGLE_DIR");
-    return directory != nullptr && *directory != '\0' ? directory : "/etc/irbmc/toggles";
+    const char* directory = ::secure_getenv("IRBMC_TOGGLE_DIR");
+    return directory != nullptr && *directory != '\0' ? directory : defaultDirectory;
 }
 
 void toggleDirectoryIs(std::string directory) {
@@ -61,7 +71,8 @@ void toggleDirectoryIs(std::string directory) {
 }
 
 bool getToggleState(std::string_view file, std::string_view name, bool defaultState) {
-    const std::string path = toggleDirectory() + "/" + std::string(file);
+    const std::string directory = toggleDirectory();
+    const std::string path = directory + "/" + std::string(file);
     const auto report = [&](const std::string& what) {
         Toggles::instance().report(path, what + "; '" + std::string(name) + "' is " +
                                              (defaultState ? "on" : "off") + " by default");
@@ -69,6 +80,9 @@ bool getToggleState(std::string_view file, std::string_view name, bool defaultSt
     };
     try {
         const std::optional<std::string> text = contentOf(path);
+        if (!text && isNamedInVain(directory)) {
+            Toggles::instance().report(directory, ": there is no such directory of toggles");
+        }
         if (!text) return defaultState;
         const ToggleFile content = ToggleFile::parse(*text);
         const ToggleFile::Value* value = content.value(name);
@@ -77,6 +91,21 @@ bool getToggleState(std::string_view file, std::string_view name, bool defaultSt
         return report(": the value " + value->text + " is neither true nor false");
     } catch (const std::runtime_error& error) {
         return report(std::string(": ") + error.what());
+    }
+}
+
+void reportUnknownNames(std::string_view file) {
+    const std::string path = toggleDirectory() + "/" + std::string(file);
+    try {
+        const std::optional<std::string> text = contentOf(path);
+        if (!text) return;
+        for (const std::string& name : ToggleFile::parse(*text).names()) {
+            if (isKnown(name)) continue;
+            Toggles::instance().report(path + ": '" + name + "'", " is the name of no toggle");
+        }
+    } catch (const std::runtime_error&) {
+        // Whoever asked for a state of this file reported it.
+        return;
     }
 }
 

@@ -17,6 +17,11 @@ void toggleDirectoryIs(std::string directory);
 /// `defaultState` if there is no such file, or if it has no such name. `defaultState` too if the
 /// file cannot be read or is malformed (ToggleFile says how it must be) or if the name's value is
 /// neither true nor false; that is reported on standard error, the first time for each file.
+///
+/// A directory that was named and does not exist is reported once, too.
 bool getToggleState(std::string_view file, std::string_view name, bool defaultState);
+
+/// Reports each name in that file that no toggle of a loaded library has, on standard error, once.
+void reportUnknownNames(std::string_view file);
 
 }  // namespace Toggle

@@ -84,4 +84,11 @@ const ToggleFile::Value* ToggleFile::value(std::string_view name) const {
     return found == values_.end() ? nullptr : &found->second;
 }
 
+std::vector<std::string> ToggleFile::names() const {
+    std::vector<std::string> names;
+    for (const auto& [name, value] : values_)
+        names.push_back(name);
+    return names;
+}
+
 }  // namespace Toggle

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Toggle {
 
@@ -29,6 +30,8 @@ class ToggleFile {
 
     /// The value of that name, or null. Valid while this object lives.
     const Value* value(std::string_view name) const;
+    /// Every name there is, sorted.
+    std::vector<std::string> names() const;
 
   private:
     std::map<std::string, Value, std::less<>> values_;

@@ -8,6 +8,18 @@
 // once. TRACE_TEXT writes text alone and evaluates no argument of a level that is not enabled.
 // Level, function and format are literals; each {} takes the next argument. What can be an argument
 // is in ValueTraits.h. A place always traces to the same handle. Any thread may trace.
+//
+// A level says what a message is about, the same in every handle:
+//   0, 1  errors and warnings; none so far, since errors are raised
+//   2     a mapping between VLANs and VRFs changed, and what is refreshed for it
+//   3     something else that was followed changed: a VLAN, an interface, a role
+//   4     free
+//   5     something that was followed goes, with what depends on it
+//   6     free
+//   7     what is written to a table and deleted from it, and under which key
+//   8     decisions: why something is written, kept or deleted
+//   9     changes that were looked at and lead to nothing
+// Which of them are written as text is chosen by handle, and by what the messages name: Handle.h.
 #pragma once
 
 #include <array>
@@ -29,7 +41,8 @@ namespace Trace {
 template <Traceable... Args>
 void text(const Handle& handle, unsigned level, std::string_view function,
           FormatFor<Args...> format, const Args&... args) {
-    writeText(handle, level, function, formatted(format.text(), args...));
+    if (handle.takes(args...))
+        writeText(handle, level, function, formatted(format.text(), args...));
 }
 
 /// A message of TRACE; use that.
@@ -40,7 +53,7 @@ void message(Site& site, const Handle& handle, FormatFor<Args...> format, const 
     (ValueTraits<Args>::encode(record, args), ...);
     Ring::current().write(RecordType::message, site.number(handle, kinds), wallClockNs(), record);
     if (handle.isEnabled(site.level())) [[unlikely]] {
-        writeText(handle, site.level(), site.function(), formatted(format.text(), args...));
+        text(handle, site.level(), site.function(), format, args...);
     }
 }
 
@@ -55,7 +68,7 @@ void messageAs(Site& site, const Handle& handle, std::string_view function,
     (ValueTraits<Args>::encode(record, args), ...);
     Ring::current().write(RecordType::message, site.number(handle, kinds), wallClockNs(), record);
     if (handle.isEnabled(site.level())) [[unlikely]] {
-        writeText(handle, site.level(), function, formatted(format.text(), args...));
+        text(handle, site.level(), function, format, args...);
     }
 }
 

@@ -14,6 +14,11 @@ namespace Vxlan {
 ///
 /// Published by the agent that configures the domain; readers hold shared read-only references.
 /// Belongs to the thread of the event loop on which it is published.
+///
+/// A setter also raises what those who follow the record raise at the change, which was made then:
+/// a state machine a std::system_error if its table finds no room or its file is gone, a
+/// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
+/// follows it stay usable; the machine's `reconcile` makes up for what it missed.
 class EnabledStatus final : public Lumo::Object<EnabledStatus, Lumo::Observable> {
   public:
     /// Keyed by L3::VrfName; the previous value is a std::uint16_t.

@@ -17,6 +17,11 @@ namespace Routing::Multicast {
 /// to the thread of the event loop on which it is published. A record may turn out damaged when it
 /// is read: whoever reads hands the error's message to handleCorruption and goes on with the
 /// default record.
+///
+/// A setter also raises what those who follow the record raise at the change, which was made then:
+/// a state machine a std::system_error if its table finds no room or its file is gone, a
+/// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
+/// follows it stay usable; the machine's `reconcile` makes up for what it missed.
 class PegDrStatus final : public Lumo::Object<PegDrStatus, Lumo::Observable> {
   public:
     /// Keyed by Bridging::VlanId.

@@ -12,6 +12,11 @@ namespace Routing::Pim {
 ///
 /// Published by PIM; readers hold shared read-only references. Belongs to the thread of the event
 /// loop on which it is published.
+///
+/// A setter also raises what those who follow the record raise at the change, which was made then:
+/// a state machine a std::system_error if its table finds no room or its file is gone, a
+/// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
+/// follows it stay usable; the machine's `reconcile` makes up for what it missed.
 class StatusColl final : public Lumo::Object<StatusColl, Lumo::Observable> {
   public:
     /// Keyed by L3::VrfName.

@@ -128,4 +128,23 @@ TEST(JsonReport, HasAVersionInEveryObject) {
         EXPECT_THAT(line, EndsWith(R"(,"schemaVersion":1})"));
 }
 
+TEST(Trace, OfAReplayIsFilteredByWhatItsMessagesName) {
+    std::string recording = R"({"op":"start"})";
+    for (const char* vlan : {"10", "20"}) {
+        for (const char* group : {"239.1.1.1", "239.1.1.2"}) {
+            recording += std::string("\n") + R"({"op":"l3.set","vrf":"red","intf":"vlan)" + vlan +
+                         "\"}\n" + R"({"op":"join","source":"10.0.0.1","intf":"swp1","vlan":)" +
+                         vlan + R"(,"group":")" + group + "\"}";
+        }
+    }
+    const std::string text =
+        replay(recording, {"--trace", "8@vlan=10,group=239.1.1.2,vrf=red"}).out;
+    EXPECT_THAT(text, HasSubstr("( Vlan 10, 10.0.0.1, 239.1.1.2 ), add include: true"));
+    EXPECT_THAT(text, Not(HasSubstr("( Vlan 10, 10.0.0.1, 239.1.1.1 )")));
+    EXPECT_THAT(text, Not(HasSubstr("( Vlan 20,")));
+    EXPECT_THAT(text, Not(HasSubstr("handleInitialized")));
+    EXPECT_THAT(refusalOf({"replay", "--trace", "8@port=swp1", "x"}),
+                StartsWith("irbmc: --trace: trace filter: 'port=swp1' is neither vlan=NUMBER"));
+}
+
 }  // namespace

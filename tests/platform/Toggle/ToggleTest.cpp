@@ -81,14 +81,12 @@ TEST_F(Toggles, AreTheDefaultWithoutTheirName) {
     EXPECT_EQ(stateIn(R"({"Other": true, "wanted": true})"), "default");
 }
 
-TEST_F(Toggles, AreTheDefaultWithoutTheirFileOrDirectory) {
+TEST_F(Toggles, AreTheDefaultWithoutTheirFile) {
     testing::internal::CaptureStderr();
     EXPECT_TRUE(getToggleState("Missing.json", "Wanted", true));
     EXPECT_FALSE(getToggleState("Missing.json", "Wanted", false));
     fileIs("{}");
     EXPECT_TRUE(getToggleState("T.json/Below.json", "Wanted", true));
-    Toggle::toggleDirectoryIs(directory_.file("missing"));
-    EXPECT_TRUE(getToggleState("T.json", "Wanted", true));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
@@ -312,6 +310,39 @@ TEST_F(FeatureToggles, AreReadOnceByManyThreads) {
     EXPECT_EQ(
         testing::internal::GetCapturedStderr(),
         "toggles: " + path() + ": the file is not one JSON object; 'Wanted' is on by default\n");
+}
+
+TEST_F(Toggles, ANameInItsFileThatNoToggleHasIsReportedOnce) {
+    FeatureToggle wanted("T.json", "Wanted", true);
+    fileIs(R"({"Wnated": false, "Wanted": false})");
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(wanted.enabled());
+    Toggle::reportUnknownNames("T.json");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "toggles: " + path() + ": 'Wnated' is the name of no toggle\n");
+}
+
+TEST_F(Toggles, ANameThatCannotBeReadIsReportedByWhoAskedForItsState) {
+    FeatureToggle wanted("T.json", "Wanted", true);
+    fileIs("{");
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(wanted.enabled());
+    const std::string text = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(text.find('\n'), text.size() - 1) << text;
+}
+
+TEST_F(Toggles, ANamedDirectoryThatIsNotThereIsReportedOnce) {
+    const std::string nowhere = directory_.file("nowhere");
+    Toggle::toggleDirectoryIs(nowhere);
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(getToggleState("T.json", "Wanted", true));
+    EXPECT_TRUE(getToggleState("U.json", "Other", true));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "toggles: " + nowhere + ": there is no such directory of toggles\n");
+    testing::internal::CaptureStderr();
+    Toggle::toggleDirectoryIs(directory_.path());
+    EXPECT_TRUE(getToggleState("T.json", "Wanted", true));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 }  // namespace

@@ -11,6 +11,11 @@ namespace Irb::Multicast::Gmp {
 ///
 /// Published by the agent that learns joins; readers hold shared read-only references. Belongs to
 /// the thread of the event loop on which it is published.
+///
+/// A setter also raises what those who follow the record raise at the change, which was made then:
+/// a state machine a std::system_error if its table finds no room or its file is gone, a
+/// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
+/// follows it stay usable; the machine's `reconcile` makes up for what it missed.
 class GroupMembershipJoin final : public Lumo::Object<GroupMembershipJoin, Lumo::Observable> {
   public:
     /// Keyed by Ondel::IpGenAddr.

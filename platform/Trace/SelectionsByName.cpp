@@ -1,4 +1,4 @@
-#include "Trace/LevelsByName.h"
+#include "Trace/SelectionsByName.h"
 
 #include <stdexcept>
 
@@ -15,17 +15,18 @@ std::string quoted(std::string_view text) {
     return result;
 }
 
-void readEntry(std::string_view entry, LevelsByName& result) {
-    // The last slash: a name may hold one, a list of levels cannot.
-    const std::size_t slash = entry.rfind('/');
+void readEntry(std::string_view entry, SelectionsByName& result) {
+    // The last slash ahead of the filter: a name may hold one, a list of levels cannot.
+    const std::size_t slash = entry.substr(0, entry.find('@')).rfind('/');
     if (slash == 0 || slash == std::string_view::npos) {
         result.problems.push_back(quoted(entry) + " is not NAME/LEVELS");
         return;
     }
     try {
-        const Levels more = Levels::parse(entry.substr(slash + 1));
-        Levels& levels = result.levels[std::string(entry.substr(0, slash))];
-        levels = levels | more;
+        const Selection more = Selection::parse(entry.substr(slash + 1));
+        Selection& selection = result.selections[std::string(entry.substr(0, slash))];
+        selection.levels = selection.levels | more.levels;
+        selection.filter.add(more.filter);
     } catch (const std::invalid_argument& error) {
         result.problems.push_back(quoted(entry) + ": " + error.what());
     }
@@ -33,8 +34,8 @@ void readEntry(std::string_view entry, LevelsByName& result) {
 
 }  // namespace
 
-LevelsByName LevelsByName::parse(std::string_view text) {
-    LevelsByName result;
+SelectionsByName SelectionsByName::parse(std::string_view text) {
+    SelectionsByName result;
     for (;;) {
         const std::size_t begin = text.find_first_not_of(separators);
         if (begin == std::string_view::npos) return result;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <fstream>
 #include <functional>
 #include <system_error>
 #include <thread>
@@ -19,7 +20,8 @@ class SmallFileSystem {
   public:
     SmallFileSystem(const std::filesystem::path& path, const std::string& size) : path_(path) {
         std::filesystem::create_directories(path_);
-        mounted_ = mount("tmpfs", path_.c_str(), "tmpfs", 0, ("size=" + size).c_str()) == 0;
+        mounted_ =
+            mount("tmpfs", path_.c_str(), "tmpfs", 0, ("mode=0700,size=" + size).c_str()) == 0;
     }
     SmallFileSystem(const SmallFileSystem&) = delete;
     SmallFileSystem& operator=(const SmallFileSystem&) = delete;
@@ -133,17 +135,71 @@ TEST_F(TableLimits, AreToldWhenThereAreNoMoreFileDescriptors) {
     EXPECT_TRUE(StatusColl::open(directory.path()));
 }
 
+/// Leaves this process so much address space beside what it has.
+void addressSpaceLeftIs(std::size_t bytes) {
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    const struct rlimit limit = {pages * 4096 + bytes, pages * 4096 + bytes};
+    setrlimit(RLIMIT_AS, &limit);
+}
+
 TEST_F(TableLimits, LeaveTheTableUsableInLittleAddressSpace) {
     if (isSanitized) GTEST_SKIP() << "a sanitizer needs more address space than the limit";
     StatusColl::open(directory.path());
-    Process limited([&] {
-        const struct rlimit little = {512 << 20, 512 << 20};
-        setrlimit(RLIMIT_AS, &little);
-        const auto coll = StatusColl::open(directory.path());
-        statusOf(*coll, vrf("red"))->membershipIs(include(numberedKey(1)));
-    });
-    EXPECT_TRUE(limited.endedWell());
+    // Also where the largest part that is there leaves nothing for anything else.
+    for (const std::size_t megabytes : {40, 65, 130, 513, 520, 1025}) {
+        Process limited([&] {
+            addressSpaceLeftIs(megabytes << 20);
+            const auto coll = StatusColl::open(directory.path());
+            for (std::uint32_t i = 0; i < 50000; ++i)
+                statusOf(*coll, vrf("red"))->membershipIs(include(numberedKey(i)));
+            TableReader reader(directory.path());
+            if (sorted(*reader.status(vrf("red"))).size() != 50000) {
+                throw std::runtime_error("incomplete");
+            }
+        });
+        EXPECT_TRUE(limited.endedWell()) << megabytes;
+        StatusColl::open(directory.path())->gmpStatusDel(vrf("red"));
+    }
 }
+
+class TableThatGrows : public ::testing::TestWithParam<bool> {};
+
+TEST_P(TableThatGrows, IsNeverCalledDamagedByAReaderWithLittleAddressSpace) {
+    if (isSanitized) GTEST_SKIP() << "a sanitizer needs more address space than the limit";
+    const bool isEnough = GetParam();
+    const TempDirectory directory;
+    const auto coll = StatusColl::open(directory.path());
+    const auto red = statusOf(*coll, vrf("red"));
+    const Shared<std::atomic<bool>> isOpen;
+    const Shared<std::atomic<bool>> hasGrown;
+    Process follower([&] {
+        addressSpaceLeftIs(std::size_t{isEnough ? 64u : 12u} << 20);
+        TableReader reader(directory.path());
+        auto status = reader.status(vrf("red")).value();
+        *isOpen = true;
+        while (!*hasGrown)
+            std::this_thread::yield();
+        std::size_t count = 0;
+        const std::string message = errorOf([&] {
+            for (auto walk = status.begin(); walk != std::default_sentinel; ++walk)
+                ++count;
+        });
+        if (!status.damage().empty()) throw std::runtime_error("called damaged");
+        const std::string complaint = directory.table().string() + ": has no address space";
+        if (isEnough ? count != 200000 : message.rfind(complaint, 0) != 0) {
+            throw std::runtime_error("neither read nor told why not");
+        }
+    });
+    while (!*isOpen)
+        std::this_thread::yield();
+    for (std::uint32_t i = 0; i < 200000; ++i)
+        red->membershipIs(include(numberedKey(i)));
+    *hasGrown = true;
+    EXPECT_TRUE(follower.endedWell());
+}
+
+INSTANTIATE_TEST_SUITE_P(, TableThatGrows, ::testing::Bool());
 
 TEST_F(TableLimits, AreToldWhenPermissionIsMissing) {
     if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";

@@ -27,24 +27,32 @@ void Status::membershipIs(const Membership& membership) {
         throw std::logic_error("Routing::Gmp::Tessel::Status::membershipIs: the status '" + name_ +
                                "' is in no table");
     }
+    table_->check();
     ++changes_;
     store_->membershipIs(membership);
+    table_->checkMemory();
 }
 
 void Status::membershipDel(const RouteIntfKey& key) {
     if (store_ == nullptr) return;
+    table_->check();
     ++changes_;
     store_->membershipDel(key);
+    table_->checkMemory();
 }
 
 Membership Status::membership(const RouteIntfKey& key) const {
     if (store_ == nullptr) return {};
     const auto mode = store_->filterMode(key);
+    table_->checkMemory();
     return mode ? Membership(key, *mode) : Membership();
 }
 
 std::size_t Status::memberships() const {
-    return store_ == nullptr ? 0 : store_->count();
+    if (store_ == nullptr) return 0;
+    const std::size_t count = store_->count();
+    table_->checkMemory();
+    return count;
 }
 
 void Status::handleCorruption(std::string_view message) const {
@@ -80,6 +88,7 @@ bool Status::Walk::fill() {
     met_.clear();
     next_ = 0;
     nextHash_ = status_->store_->segmentMemberships(nextHash_, met_);
+    status_->table_->checkMemory();
     changes_ = status_->changes_;
     return true;
 }

@@ -42,7 +42,8 @@ class Status final : public Lumo::Object<Status> {
 
     /// Puts a membership in place, over any of the same key.
     /// @throws Rix::RangeError if its interface is not a VLAN interface
-    /// @throws std::system_error if memory is full; the message names the path
+    /// @throws std::system_error if memory is full, or as StatusColl says; the message names the
+    ///         path
     /// @throws std::logic_error if no collection holds the status
     /// Nothing is changed in each of these cases.
     void membershipIs(const Membership& membership);

@@ -33,12 +33,17 @@ StatusColl::~StatusColl() {
         status->storeIs(nullptr, nullptr);
 }
 
-Lumo::Ptr<StatusColl> StatusColl::open(const std::filesystem::path& directory) {
-    return Lumo::make<StatusColl>(Storage::Table::open(directory));
+Lumo::Ptr<StatusColl> StatusColl::open(const std::filesystem::path& directory,
+                                       const TableAccess& access) {
+    return Lumo::make<StatusColl>(Storage::Table::open(directory, access));
 }
 
 Lumo::Ptr<StatusColl> StatusColl::anonymous() {
     return Lumo::make<StatusColl>(Storage::Table::anonymous());
+}
+
+void StatusColl::checkFiles() const {
+    table_->checkFiles();
 }
 
 Lumo::Ptr<Status> StatusColl::gmpStatus(const VrfApp& key) const {
@@ -56,6 +61,7 @@ void StatusColl::gmpStatusIs(const VrfApp& key, const Lumo::Ptr<Status>& status)
         throw std::invalid_argument("the GMP status '" + status->name() +
                                     "' is in a table already");
     }
+    table_->check();
     gmpStatusDel(key);
     const auto entry = statuses_.emplace(key, status).first;
     try {
@@ -64,11 +70,13 @@ void StatusColl::gmpStatusIs(const VrfApp& key, const Lumo::Ptr<Status>& status)
         statuses_.erase(entry);
         throw;
     }
+    table_->checkMemory();
 }
 
 void StatusColl::gmpStatusDel(const VrfApp& key) {
     const auto entry = statuses_.find(key);
     if (entry == statuses_.end()) return;
+    table_->check();
     const Lumo::Ptr<Status> status = entry->second;
     Storage::StatusStore& store = *status->store_;
     // Whatever can fail comes before anything changes.
@@ -76,6 +84,7 @@ void StatusColl::gmpStatusDel(const VrfApp& key) {
     statuses_.erase(entry);
     status->storeIs(nullptr, nullptr);
     table_->statusDel(store, content);
+    table_->checkMemory();
 }
 
 void StatusColl::corruptionHandlerIs(std::function<void(std::string_view message)> handler) {
@@ -98,6 +107,7 @@ Lumo::Ptr<StatusColl> StatusColl::handOver() {
 // --- walking ------------------------------------------------------------------------------------
 
 StatusColl::Walk StatusColl::begin() const {
+    table_->checkMemory();
     std::vector<Walk::Entry> entries;
     entries.reserve(statuses_.size());
     for (const auto& [place, store] : table_->statuses()) {

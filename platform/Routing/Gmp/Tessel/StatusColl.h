@@ -14,6 +14,7 @@
 #include "Lumo/Ptr.h"
 #include "Routing/Gmp/Tessel/MembershipChange.h"
 #include "Routing/Gmp/Tessel/Status.h"
+#include "Routing/Gmp/Tessel/TableAccess.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
 namespace Routing::Gmp::Tessel {
@@ -27,20 +28,33 @@ namespace Routing::Gmp::Tessel {
 /// directory is private to its process, and goes with it.
 ///
 /// Made by open() or anonymous(), and kept by whoever writes the table. It owns the storage.
-/// Belongs to the thread of that writer's event loop.
+/// Belongs to the thread of that writer's event loop, and to its process: in a child that inherits
+/// it by fork(2), as daemon(3) does, every operation on it or on its statuses raises a
+/// std::logic_error, and its destruction touches nothing. Fork first, then open the table.
+///
+/// An operation on a table whose file was cut short raises a std::system_error, from the one on
+/// that met it. A write to a table whose directory or file was removed or replaced raises a
+/// TableGoneError, half a second later at the latest: others read and write what is there now. The
+/// collection is of no use then; let it go, and open the directory anew.
 class StatusColl final : public Lumo::Object<StatusColl> {
   public:
     class Walk;
 
     static const Lumo::TypeData& type();
 
-    /// The table in a directory; both are made if they are missing.
-    /// @throws std::system_error if the operating system refuses, or if another writer has the
-    ///         table open (std::errc::device_or_resource_busy); the message names the path
+    /// The table in a directory; both are made if they are missing. The files get the modes and
+    /// the group of the access, and so does a directory that is made; one that is there keeps its
+    /// own. The directory and all in it must belong to root or to this process's user, and nobody
+    /// else may write them.
+    /// @throws std::system_error if the operating system refuses, if somebody else could change the
+    ///         files, or if another writer has the table open
+    ///         (std::errc::device_or_resource_busy); the message names the path
+    /// @throws std::invalid_argument if more may wait than may read
     /// @throws Rix::CorruptionError if the file there is not a GMP status table of this version, or
     ///         is damaged in its structure; the message names the file, and nothing is written to
     ///         it
-    static Lumo::Ptr<StatusColl> open(const std::filesystem::path& directory);
+    static Lumo::Ptr<StatusColl> open(const std::filesystem::path& directory,
+                                      const TableAccess& access = {});
     /// An empty table, private to this process.
     static Lumo::Ptr<StatusColl> anonymous();
 
@@ -71,6 +85,12 @@ class StatusColl final : public Lumo::Object<StatusColl> {
     /// Whom to tell of every membership that comes, changes or goes, after it did; also of those
     /// that go with their status. Replaces any earlier one.
     void membershipObserverIs(std::function<void(const MembershipChange&)> observer);
+
+    /// Whether the directory and its files are still what others find under their names. Every
+    /// write asks that by itself, at most twice a second; this is for the timer of an agent that
+    /// has nothing to write.
+    /// @throws what a write raises then, see above
+    void checkFiles() const;
 
     /// Moves the whole storage (its files, the writer's lock, the statuses, the handler and the
     /// observer) to a new collection. This one is from then on an empty anonymous table of its own.

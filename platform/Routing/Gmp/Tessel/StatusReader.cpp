@@ -22,7 +22,10 @@ StatusReader::StatusReader(std::shared_ptr<const Storage::TableFile> file,
       checksum_(Storage::statusChecksum(id)) {}
 
 bool StatusReader::isGone() const {
-    return entry_->life.load(std::memory_order_acquire) != id_;
+    const bool isGone = entry_->life.load(std::memory_order_acquire) != id_;
+    // What was cut off reads as zeros.
+    if (isGone) file_->checkWhole();
+    return isGone;
 }
 
 std::string StatusReader::text(std::string_view problem) const {
@@ -73,6 +76,7 @@ MembershipReading StatusReader::membership(const RouteIntfKey& key) {
         }
         break;
     }
+    file_->checkWhole();
     return reading;
 }
 
@@ -132,6 +136,7 @@ void StatusReader::Walk::fill() {
             return;
         }
         isLast_ = !status_->readSegment(from, met_) || met_.nextHash == 0;
+        status_->file_->checkWhole();
         status_->damage_.insert(status_->damage_.end(), met_.damage.begin(), met_.damage.end());
     } while (met_.memberships.empty());
 }

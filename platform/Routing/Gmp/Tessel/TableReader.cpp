@@ -1,10 +1,15 @@
 #include "Routing/Gmp/Tessel/TableReader.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <thread>
 #include <utility>
 
 #include "Rix/CorruptionError.h"
 #include "Routing/Gmp/Tessel/StatusColl.h"
+#include "Routing/Gmp/Tessel/Storage/ChangeWaiter.h"
 #include "Routing/Gmp/Tessel/Storage/Header.h"
 #include "Routing/Gmp/Tessel/Storage/StatusIdentity.h"
 #include "Routing/Gmp/Tessel/Storage/StatusList.h"
@@ -19,19 +24,46 @@ using Storage::StatusIdentity;
 using Storage::StatusList;
 using Storage::TableFile;
 
+namespace {
+
+/// How long a reader waits for a table that is being made.
+constexpr std::chrono::seconds makingTime{1};
+
+/// The table's file; waits for one that is being made.
+Rix::FileDescriptor findTable(const Storage::TableDirectory& directory) {
+    const auto giveUp = std::chrono::steady_clock::now() + makingTime;
+    for (;;) {
+        const bool isBeingMade = directory.idOf("writer") || directory.idOf("table.new");
+        Rix::FileDescriptor file = directory.find("table", O_RDONLY);
+        if (file.isOpen()) return file;
+        if (!isBeingMade || std::chrono::steady_clock::now() >= giveUp) {
+            Storage::raiseSystemError(ENOENT, directory.pathOf("table"), "cannot be opened");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+}  // namespace
+
 TableReader::TableReader(const std::filesystem::path& directory)
-    : directory_(directory),
-      file_(std::make_shared<TableFile>(
-          TableFile::open(directory / "table", TableFile::Access::read, TableFile::Size::growing))),
+    : TableReader(std::make_shared<const Storage::TableDirectory>(
+          Storage::TableDirectory::forReader(directory))) {}
+
+TableReader::TableReader(const std::shared_ptr<const Storage::TableDirectory>& directory)
+    : file_(std::make_shared<TableFile>(findTable(*directory), directory->pathOf("table"),
+                                        TableFile::Access::read, TableFile::Size::growing)),
       hashSeed_(Storage::checkedHashSeed(*file_)),
       log_(*file_),
+      waiter_(std::make_unique<Storage::ChangeWaiter>(
+          file_, Storage::FileWatch(directory, file_->id()), nullptr)),
       seen_(log_.count()) {}
 
 TableReader::TableReader(const StatusColl& coll)
     : file_(coll.table_->sharedFile()),
       hashSeed_(coll.table_->hashSeed()),
       log_(*file_),
-      sleepers_(coll.table_->sleepers()),
+      waiter_(std::make_unique<Storage::ChangeWaiter>(
+          file_, coll.table_->watch(), coll.table_->watch() ? nullptr : coll.table_->sleepers())),
       seen_(log_.count()) {}
 
 TableReader::Statuses TableReader::statuses() const {
@@ -58,6 +90,7 @@ TableReader::Statuses TableReader::statuses() const {
                                  " of the list of statuses is damaged");
         }
     }
+    file_->checkWhole();
     return all;
 }
 
@@ -76,12 +109,14 @@ std::vector<std::string> TableReader::faults() const {
         const std::vector<std::string> some = status.faults();
         faults.insert(faults.end(), some.begin(), some.end());
     }
+    file_->checkWhole();
     return faults;
 }
 
 // --- changes ------------------------------------------------------------------------------------
 
 TableReader::Changes TableReader::changes() {
+    waiter_->check();
     Changes result;
     const std::uint64_t count = log_.count();
     bool isComplete = count >= seen_;
@@ -90,6 +125,7 @@ TableReader::Changes TableReader::changes() {
         isComplete =
             change && change->kind != ChangeKind::lost && appendTo(result.changes, *change);
     }
+    file_->checkWhole();
     seen_ = count;
     if (!isComplete) return {true, {}};
     return result;
@@ -131,18 +167,11 @@ std::optional<VrfApp> TableReader::statusOf(const LoggedChange& change) const {
 }
 
 bool TableReader::waitForChange(std::optional<std::chrono::milliseconds> timeout) {
-    if (isChanged()) return true;
-    if (!sleepers_) {
-        sleepers_ = std::make_shared<Storage::Sleepers>(Storage::Sleepers::forReader(directory_));
-    }
-    const Storage::Deadline deadline = Storage::deadlineIn(timeout);
-    Storage::SleepSteps steps(*sleepers_, log_.control(), deadline);
-    Storage::Waiter waiter(seen_);
-    while (!isChanged()) {
-        if (deadline && std::chrono::steady_clock::now() >= *deadline) return false;
-        waiter.sleep(steps);
-    }
-    return true;
+    return waiter_->wait(seen_, Storage::deadlineIn(timeout));
+}
+
+void TableReader::cancel() {
+    waiter_->cancel();
 }
 
 }  // namespace Routing::Gmp::Tessel

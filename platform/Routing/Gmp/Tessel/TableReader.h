@@ -11,7 +11,7 @@
 #include "Lumo/Ptr.h"
 #include "Routing/Gmp/Tessel/StatusReader.h"
 #include "Routing/Gmp/Tessel/Storage/ChangeLog.h"
-#include "Routing/Gmp/Tessel/Storage/Sleepers.h"
+#include "Routing/Gmp/Tessel/Storage/ChangeWaiter.h"
 #include "Routing/Gmp/Tessel/TableChange.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
@@ -26,10 +26,16 @@ class StatusColl;
 ///
 /// To follow a table: walk it, then `for (;;) { waitForChange(); changes(); }`, and walk it again
 /// when changes() says so. A change is either in the walk or in the changes, or in both.
+///
+/// Reading raises a std::system_error once the file was cut short. waitForChange() and changes()
+/// raise a TableGoneError within a second after the directory or a file in it was removed or
+/// replaced: nobody writes what this reader reads any more. Another reader may be made then.
 class TableReader {
   public:
-    /// The table in a directory.
-    /// @throws std::system_error if there is none or it may not be read; the message names the path
+    /// The table in a directory. If it is just being made, waits for it, at most a second.
+    /// @throws std::system_error if there is none or it may not be read, or if somebody else than
+    ///         root, this process's user and the directory's owner could change it; the message
+    ///         names the path
     /// @throws Rix::CorruptionError if the file is not a GMP status table of this version
     explicit TableReader(const std::filesystem::path& directory);
     /// The table that this process writes, over the same mapping; for another thread, or for a
@@ -59,25 +65,28 @@ class TableReader {
     /// write the file `sleepers` beside the table, the only one that readers write, is woken by the
     /// change; others notice it within 20 ms.
     /// @param timeout how long at most; nothing means for ever
-    /// @returns whether something changed
+    /// @returns whether something changed; false after that long, and after cancel()
     bool waitForChange(std::optional<std::chrono::milliseconds> timeout = std::nullopt);
+
+    /// Ends a wait of this reader, and all later ones. To be called by any thread.
+    void cancel();
 
     /// Everything that is wrong with the table, one text a fault, with the file, the status and the
     /// slot. Reads all of it. Empty if nothing is.
     std::vector<std::string> faults() const;
 
   private:
-    bool isChanged() const { return log_.count() != seen_; }
+    explicit TableReader(const std::shared_ptr<const Storage::TableDirectory>& directory);
+
     /// False if the change cannot be told.
     bool appendTo(std::vector<TableChange>& changes, const Storage::LoggedChange& logged) const;
     /// The status that a logged change is about; nothing if its name is not known any more.
     std::optional<VrfApp> statusOf(const Storage::LoggedChange& change) const;
 
-    std::filesystem::path directory_;  ///< empty for a table of this process
     std::shared_ptr<const Storage::TableFile> file_;
     Storage::HashSeed hashSeed_;
     Storage::ChangeLogReader log_;
-    std::shared_ptr<Storage::Sleepers> sleepers_;
+    std::unique_ptr<Storage::ChangeWaiter> waiter_;
     std::uint64_t seen_;  ///< how many changes were asked for
 };
 

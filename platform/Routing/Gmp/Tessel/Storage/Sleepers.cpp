@@ -1,6 +1,8 @@
 #include "Routing/Gmp/Tessel/Storage/Sleepers.h"
 
+#include <fcntl.h>
 #include <linux/futex.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -17,6 +19,7 @@ namespace Routing::Gmp::Tessel::Storage {
 namespace {
 
 constexpr const char* fileName = "sleepers";
+constexpr mode_t everyone = S_IWGRP | S_IWOTH;
 
 /// The half of the word that changes each time: what a futex can look at.
 const std::uint32_t* lowHalf(const Word& word) {
@@ -44,24 +47,40 @@ Deadline deadlineIn(std::optional<std::chrono::milliseconds> timeout) {
 Sleepers::Sleepers(std::optional<TableFile> file)
     : file_(std::move(file)), asked_(file_ ? &file_->at<Word>(0) : nullptr) {}
 
-Sleepers Sleepers::forWriter(const std::filesystem::path& directory) {
-    const std::filesystem::path path = directory / fileName;
-    if (std::filesystem::exists(path)) {
-        TableFile file = TableFile::open(path, TableFile::Access::write, TableFile::Size::fixed);
-        if (file.pages() != 0) return Sleepers(std::move(file));
-    }
-    return Sleepers(TableFile::create(path, 1, TableFile::Size::fixed));
+Sleepers Sleepers::forWriter(const TableDirectory& directory) {
+    const std::string path = directory.pathOf(fileName);
+    Rix::FileDescriptor file = directory.find(fileName, O_RDWR, everyone);
+    if (!file.isOpen()) file = directory.create(fileName);
+    directory.modesAre(file, fileName, directory.access().mayWait, 0666);
+    // Whatever those who may write it made of it.
+    int error = ftruncate(file.number(), pageBytes) == 0 ? 0 : errno;
+    if (error == 0) error = posix_fallocate(file.number(), 0, pageBytes);
+    if (error != 0) raiseSystemError(error, path, "cannot get its memory");
+    Sleepers sleepers(
+        TableFile(std::move(file), path, TableFile::Access::write, TableFile::Size::onePage));
+    // An older table may have counted further.
+    sleepers.asked_->store(0, std::memory_order_relaxed);
+    return sleepers;
 }
 
-Sleepers Sleepers::forReader(const std::filesystem::path& directory) {
-    const std::filesystem::path path = directory / fileName;
+Sleepers Sleepers::forReader(const TableDirectory& directory) {
     try {
-        TableFile file = TableFile::open(path, TableFile::Access::write, TableFile::Size::fixed);
-        if (file.pages() != 0) return Sleepers(std::move(file));
+        Rix::FileDescriptor file = directory.find(fileName, O_RDWR, everyone);
+        if (!file.isOpen()) return Sleepers(std::nullopt);
+        TableFile mapped(std::move(file), directory.pathOf(fileName), TableFile::Access::write,
+                         TableFile::Size::onePage);
+        if (mapped.pages() != 0) return Sleepers(std::move(mapped));
     } catch (const std::system_error&) {
         // Whoever may not ask looks by himself, more often.
     }
     return Sleepers(std::nullopt);
+}
+
+bool Sleepers::isIn(const TableDirectory& directory) const {
+    if (own_) return true;
+    if (!file_) return !directory.idOf(fileName);
+    return file_->isWhole() &&
+           directory.presence(fileName, file_->id()) == TableDirectory::Presence::same;
 }
 
 Sleepers Sleepers::anonymous() {
@@ -72,7 +91,7 @@ Sleepers Sleepers::anonymous() {
 }
 
 bool Sleepers::ask(std::uint64_t seen) {
-    if (asked_ == nullptr) return false;
+    if (asked_ == nullptr || (file_ && !file_->isWhole())) return false;
     std::uint64_t asked = asked_->load(std::memory_order_seq_cst);
     // Somebody who takes the word down again and again is not fought with.
     for (int attempts = 0; asked < seen && attempts < 8; ++attempts)
@@ -93,8 +112,8 @@ void WakeCalls::countWake() {
     control_.wakes.store(++wakes_, std::memory_order_seq_cst);
 }
 
-void WakeCalls::wakeAll() {
-    syscall(SYS_futex, lowHalf(control_.wakes), FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
+void wakeSleepers(const Control& control) {
+    syscall(SYS_futex, lowHalf(control.wakes), FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
 }
 
 // --- a reader -----------------------------------------------------------------------------------

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -24,14 +23,17 @@ Deadline deadlineIn(std::optional<std::chrono::milliseconds> timeout);
 class Sleepers {
   public:
     /// The writer's end; makes the file, one page with the word 0.
-    static Sleepers forWriter(const std::filesystem::path& directory);
+    /// @throws std::system_error if it cannot
+    static Sleepers forWriter(const TableDirectory& directory);
     /// A reader's end. Where the file is missing or may not be written, nobody can ask through it.
-    static Sleepers forReader(const std::filesystem::path& directory);
+    static Sleepers forReader(const TableDirectory& directory);
     /// For a table without a name: readers are in this process.
     static Sleepers anonymous();
 
     /// The highest count that somebody sleeps on.
     std::uint64_t asked() const { return asked_->load(std::memory_order_relaxed); }
+    /// Whether this is still the file that the directory shows.
+    bool isIn(const TableDirectory& directory) const;
     /// Asks the writer for a call when there is a change behind that many.
     /// @returns whether there is somebody who hears it
     bool ask(std::uint64_t seen);
@@ -44,6 +46,9 @@ class Sleepers {
     Word* asked_;
 };
 
+/// Ends every sleep on the table's count of wakes; whoever slept looks, and sleeps on.
+void wakeSleepers(const Control& control);
+
 /// The writer's steps of the protocol. Belongs to the writer's thread.
 class WakeCalls {
   public:
@@ -52,20 +57,22 @@ class WakeCalls {
 
     /// @param control the table's control page, as long as this
     WakeCalls(const Sleepers& sleepers, Control& control)
-        : sleepers_(sleepers),
+        : sleepers_(&sleepers),
           control_(control),
           wakes_(control.wakes.load(std::memory_order_relaxed)) {}
+
+    void sleepersAre(const Sleepers& sleepers) { sleepers_ = &sleepers; }
 
     /// Wakes those who sleep on the table's count of changes, behind each change.
     void changed(std::uint64_t count) { waker_.changed(*this, count); }
 
-    std::uint64_t asked() const { return sleepers_.asked(); }
+    std::uint64_t asked() const { return sleepers_->asked(); }
     bool isTooSoon();
     void countWake();
-    void wakeAll();
+    void wakeAll() { wakeSleepers(control_); }
 
   private:
-    const Sleepers& sleepers_;
+    const Sleepers* sleepers_;
     Control& control_;
     Waker waker_;
     std::uint64_t wakes_;
@@ -82,17 +89,19 @@ class SleepSteps {
     /// A full sleep where the writer cannot be asked for a call.
     static constexpr std::chrono::milliseconds unheardSleep{20};
 
-    SleepSteps(Sleepers& sleepers, const Control& control, Deadline deadline)
-        : sleepers_(sleepers), control_(control), deadline_(deadline) {}
+    SleepSteps(const Control& control, Deadline deadline)
+        : control_(control), deadline_(deadline) {}
+
+    void sleepersAre(Sleepers& sleepers) { sleepers_ = &sleepers; }
 
     std::uint64_t wakes() const { return control_.wakes.load(std::memory_order_seq_cst); }
-    void ask(std::uint64_t seen) { isHeard_ = sleepers_.ask(seen); }
+    void ask(std::uint64_t seen) { isHeard_ = sleepers_->ask(seen); }
     std::uint64_t changes() const { return control_.changes.load(std::memory_order_seq_cst); }
     /// @returns whether the sleep lasted as long as it should
     bool sleepOn(std::uint64_t wakes, Waiter::Length length);
 
   private:
-    Sleepers& sleepers_;
+    Sleepers* sleepers_ = nullptr;
     const Control& control_;
     Deadline deadline_;
     bool isHeard_ = true;

@@ -1,10 +1,15 @@
 #include "Routing/Gmp/Tessel/Storage/Table.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <set>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -20,37 +25,84 @@ namespace Routing::Gmp::Tessel::Storage {
 namespace {
 
 constexpr const char* fileName = "table";
+/// A table has its own name only once it is whole.
+constexpr const char* unfinishedName = "table.new";
 
-TableFile openOrCreate(const std::filesystem::path& directory) {
-    const std::filesystem::path path = directory / fileName;
-    if (std::filesystem::exists(std::filesystem::symlink_status(path))) {
-        return TableFile::open(path, TableFile::Access::write, TableFile::Size::growing);
+/// A file that is to become the table; it is removed unless it does.
+class UnfinishedTable {
+  public:
+    explicit UnfinishedTable(const TableDirectory& directory) : directory_(directory) {
+        // One whose maker was killed.
+        directory.remove(unfinishedName);
+        file_ = directory.create(unfinishedName);
     }
-    // Under its own name only once it is whole.
-    const std::filesystem::path unfinished = directory / "table.new";
-    try {
-        TableFile file = TableFile::create(unfinished, firstPages, TableFile::Size::growing);
-        writeHeader(file);
-        file.pathIs(path);
-        return file;
-    } catch (...) {
-        std::error_code ignored;
-        std::filesystem::remove(unfinished, ignored);
-        throw;
+    UnfinishedTable(const UnfinishedTable&) = delete;
+    UnfinishedTable& operator=(const UnfinishedTable&) = delete;
+    ~UnfinishedTable() {
+        if (isOver_) return;
+        try {
+            directory_.remove(unfinishedName);
+        } catch (const std::system_error&) {
+            // The next one tries again.
+        }
     }
+
+    TableFile mapped() {
+        return {std::move(file_), directory_.pathOf(fileName), TableFile::Access::write,
+                TableFile::Size::growing};
+    }
+    void putInPlace() {
+        directory_.rename(unfinishedName, fileName);
+        isOver_ = true;
+    }
+
+  private:
+    const TableDirectory& directory_;
+    Rix::FileDescriptor file_;
+    bool isOver_ = false;
+};
+
+TableFile createTable(const TableDirectory& directory) {
+    UnfinishedTable unfinished(directory);
+    TableFile file = unfinished.mapped();
+    file.pagesIs(firstPages);
+    writeHeader(file);
+    unfinished.putInPlace();
+    return file;
 }
 
-void makeDirectory(const std::filesystem::path& directory) {
-    std::error_code error;
-    std::filesystem::create_directories(directory, error);
-    if (error) raiseSystemError(error.value(), directory, "cannot be made");
+/// The same table in another file.
+TableFile copyTable(const TableDirectory& directory, const TableFile& from) {
+    UnfinishedTable unfinished(directory);
+    TableFile file = unfinished.mapped();
+    file.pagesIs(from.pages());
+    std::memcpy(file.page(0), from.page(0), std::size_t{from.pages()} * pageBytes);
+    from.checkWhole();
+    unfinished.putInPlace();
+    return file;
+}
+
+TableFile openOrCreate(const TableDirectory& directory, const WriterLock& lock) {
+    Rix::FileDescriptor found = directory.find(fileName, O_RDWR);
+    if (!found.isOpen()) return createTable(directory);
+    TableFile file(std::move(found), directory.pathOf(fileName), TableFile::Access::write,
+                   TableFile::Size::growing);
+    // Nothing is done to a file that is no table.
+    static_cast<void>(checkedHashSeed(file));
+    // It may have a writer whose lock was removed or replaced: that one keeps the old file, and is
+    // told that it is gone.
+    if (!lock.isOf(file.id())) return copyTable(directory, file);
+    file.holesFill();
+    return file;
 }
 
 }  // namespace
 
-Table::Table(TableFile file, Sleepers sleepers, std::optional<WriterLock> lock)
+Table::Table(TableFile file, Sleepers sleepers, std::optional<FileWatch> watch,
+             std::optional<WriterLock> lock)
     : lock_(std::move(lock)),
       file_(std::make_shared<TableFile>(std::move(file))),
+      watch_(std::move(watch)),
       hashSeed_(checkedHashSeed(*file_)),
       sleepers_(std::make_shared<Sleepers>(std::move(sleepers))),
       wakeCalls_(*sleepers_, file_->at<Control>(controlPage)) {
@@ -64,18 +116,51 @@ Table::Table(TableFile file, Sleepers sleepers, std::optional<WriterLock> lock)
 
 Table::~Table() = default;
 
-std::unique_ptr<Table> Table::open(const std::filesystem::path& directory) {
-    makeDirectory(directory);
-    WriterLock lock(directory);
-    TableFile file = openOrCreate(directory);
+std::unique_ptr<Table> Table::open(const std::filesystem::path& path, const TableAccess& access) {
+    const auto directory =
+        std::make_shared<const TableDirectory>(TableDirectory::forWriter(path, access));
+    WriterLock lock(*directory);
+    TableFile file = openOrCreate(*directory, lock);
+    lock.tableIs(file.id(), *directory);
+    directory->modesAre(file.descriptor(), fileName, access.mayRead, 0644);
+    Sleepers sleepers = Sleepers::forWriter(*directory);
+    FileWatch watch(directory, file.id());
     return std::unique_ptr<Table>(
-        new Table(std::move(file), Sleepers::forWriter(directory), std::move(lock)));
+        new Table(std::move(file), std::move(sleepers), std::move(watch), std::move(lock)));
 }
 
 std::unique_ptr<Table> Table::anonymous() {
-    TableFile file = TableFile::anonymous(firstPages, TableFile::Size::growing);
+    TableFile file = TableFile::anonymous(firstPages);
     writeHeader(file);
-    return std::unique_ptr<Table>(new Table(std::move(file), Sleepers::anonymous(), std::nullopt));
+    return std::unique_ptr<Table>(
+        new Table(std::move(file), Sleepers::anonymous(), std::nullopt, std::nullopt));
+}
+
+// --- whether it may be used ---------------------------------------------------------------------
+
+void Table::checkFiles() {
+    checkMemory();
+    if (watch_) lookAtFiles();
+}
+
+void Table::lookAtFiles() {
+    watch_->look();
+    const TableDirectory& directory = *watch_->directory();
+    if (sleepers_->isIn(directory)) return;
+    // Readers that wait are the only ones who miss it, and find a new one by themselves.
+    try {
+        sleepers_ = std::make_shared<Sleepers>(Sleepers::forWriter(directory));
+        wakeCalls_.sleepersAre(*sleepers_);
+        reportCorruption(directory.pathOf("sleepers") + ": was spoilt by others; made anew");
+    } catch (const std::system_error& error) {
+        reportCorruption(error.what());
+    }
+}
+
+void Table::raiseForked() const {
+    throw std::logic_error(file_->path() +
+                           ": belongs to the process that this one was forked from; open the table "
+                           "after the fork");
 }
 
 void Table::reportCorruption(std::string_view message) const {

@@ -13,12 +13,15 @@
 #include "Routing/Gmp/Tessel/MembershipChange.h"
 #include "Routing/Gmp/Tessel/Storage/ChangeLog.h"
 #include "Routing/Gmp/Tessel/Storage/Directory.h"
+#include "Routing/Gmp/Tessel/Storage/FileWatch.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
 #include "Routing/Gmp/Tessel/Storage/PageAllocator.h"
+#include "Routing/Gmp/Tessel/Storage/ProcessMark.h"
 #include "Routing/Gmp/Tessel/Storage/Record.h"
 #include "Routing/Gmp/Tessel/Storage/Sleepers.h"
 #include "Routing/Gmp/Tessel/Storage/TableFile.h"
 #include "Routing/Gmp/Tessel/Storage/WriterLock.h"
+#include "Routing/Gmp/Tessel/TableAccess.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
 namespace Routing::Gmp::Tessel::Storage {
@@ -45,13 +48,30 @@ class Table {
     /// The table in a directory; both are made if they are missing.
     /// @throws std::system_error if the operating system refuses, or another writer is there
     /// @throws Rix::CorruptionError if the file is no table, or is damaged where it must not be
-    static std::unique_ptr<Table> open(const std::filesystem::path& directory);
+    static std::unique_ptr<Table> open(const std::filesystem::path& directory,
+                                       const TableAccess& access);
     /// An empty table without a file, private to this process.
     static std::unique_ptr<Table> anonymous();
 
     Table(const Table&) = delete;
     Table& operator=(const Table&) = delete;
     ~Table();
+
+    /// Ahead of every operation: whether the table may be used at all, here and now.
+    /// @throws std::logic_error   in a process that was forked from the table's own
+    /// @throws std::system_error  if the file was cut short
+    /// @throws TableGoneError     if the directory or a file in it was removed or replaced
+    void check() {
+        checkMemory();
+        if (watch_ && watch_->isDue()) lookAtFiles();
+    }
+    /// The same but for the last, which a mere look at the table does not tell.
+    void checkMemory() const {
+        if (!process_.isHere()) raiseForked();
+        file_->checkWhole();
+    }
+    /// check(), whether or not the files were looked at just now.
+    void checkFiles();
 
     Listener& listener() { return listener_; }
     void reportCorruption(std::string_view message) const;
@@ -76,6 +96,8 @@ class Table {
     /// The same for a reader in this process, which may outlive the table.
     std::shared_ptr<const TableFile> sharedFile() const { return file_; }
     std::shared_ptr<Sleepers> sleepers() const { return sleepers_; }
+    /// Nothing for a table without a file.
+    const std::optional<FileWatch>& watch() const { return watch_; }
     const HashSeed& hashSeed() const { return hashSeed_; }
     StatusEntry& statusEntry(std::uint16_t place) const;
     /// Free pages, for a run of that many; the file grows if there are none.
@@ -91,7 +113,11 @@ class Table {
     void observe(const MembershipChange& change) const { listener_.change(change); }
 
   private:
-    Table(TableFile file, Sleepers sleepers, std::optional<WriterLock> lock);
+    Table(TableFile file, Sleepers sleepers, std::optional<FileWatch> watch,
+          std::optional<WriterLock> lock);
+
+    void lookAtFiles();
+    [[noreturn]] void raiseForked() const;
 
     void openStatuses();
     void openFreePages();
@@ -99,8 +125,10 @@ class Table {
     std::uint16_t freeStatusPlace();
     StatusStore& statusMake(std::uint16_t place, const VrfApp& key, std::uint64_t id);
 
+    const ProcessMark process_;
     std::optional<WriterLock> lock_;
     std::shared_ptr<TableFile> file_;
+    std::optional<FileWatch> watch_;
     HashSeed hashSeed_{};
     std::optional<ChangeLogWriter> log_;
     std::shared_ptr<Sleepers> sleepers_;

@@ -8,14 +8,17 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <system_error>
+#include <mutex>
 #include <utility>
+#include <vector>
+
+#include "Routing/Gmp/Tessel/Storage/FaultShield.h"
 
 namespace Routing::Gmp::Tessel::Storage {
 
 namespace {
 
-/// As much as a file may grow to, where the process may have that much address space.
+/// As much as a file may grow to without another mapping.
 constexpr std::size_t mostReserved = std::size_t{16} << 30;
 constexpr std::size_t leastReserved = std::size_t{1} << 20;
 
@@ -23,8 +26,12 @@ std::size_t fileBytes(PageNumber pages) {
     return std::size_t{pages} * pageBytes;
 }
 
-std::size_t reserveFor(TableFile::Size size, PageNumber pages) {
-    return size == TableFile::Size::growing ? mostReserved : fileBytes(pages);
+/// A process whose address space is limited needs most of it for itself.
+std::size_t reservable() {
+    struct rlimit limit {};
+    if (getrlimit(RLIMIT_AS, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return mostReserved;
+    const std::size_t part = limit.rlim_cur / 8 / pageBytes * pageBytes;
+    return std::clamp(part, leastReserved, mostReserved);
 }
 
 struct stat statusOf(const Rix::FileDescriptor& file, const std::string& path) {
@@ -37,82 +44,139 @@ PageNumber wholePages(const struct stat& status) {
     return static_cast<PageNumber>(static_cast<std::size_t>(status.st_size) / pageBytes);
 }
 
-}  // namespace
-
-void raiseSystemError(int error, const std::string& path, const char* attempt) {
-    throw std::system_error(error, std::generic_category(), path + ": " + attempt);
+/// Readers never see a length that is taken back: it changes once the memory is there.
+/// @returns the system's error, or 0
+int lengthen(int file, std::size_t from, std::size_t to) {
+    const auto begin = static_cast<off_t>(from);
+    const auto end = static_cast<off_t>(to);
+    if (fallocate(file, FALLOC_FL_KEEP_SIZE, begin, end - begin) == 0) {
+        return ftruncate(file, end) == 0 ? 0 : errno;
+    }
+    return errno == EOPNOTSUPP ? posix_fallocate(file, begin, end - begin) : errno;
 }
 
-TableFile::TableFile(Rix::FileDescriptor file, std::string path, Access access, std::size_t reserve)
-    : file_(std::move(file)), path_(std::move(path)) {
-    const struct stat status = statusOf(file_, path_);
-    if (!S_ISREG(status.st_mode)) raiseSystemError(EINVAL, path_, "is not a regular file");
-    pages_ = wholePages(status);
-    // A hole in the file would be found out by a signal, long after this.
-    if (access == Access::write && status.st_blocks * 512 < status.st_size) {
-        if (const int error = posix_fallocate(file_.number(), 0, status.st_size)) {
-            raiseSystemError(error, path_, "cannot get its memory");
-        }
+}  // namespace
+
+/// Every mapping of one file, each larger than the one before; they go together.
+class TableFile::Mappings {
+  public:
+    Mappings() { all_.reserve(FaultShield::mostMappings); }
+    Mappings(const Mappings&) = delete;
+    Mappings& operator=(const Mappings&) = delete;
+    ~Mappings() {
+        shield_.reset();
+        for (const auto& [base, bytes] : all_)
+            munmap(base, bytes);
     }
-    map(access, reserve);
+
+    /// A further mapping; null, with errno, if there is no address space for it.
+    std::byte* add(int file, int protection, std::size_t bytes) {
+        if (all_.size() == FaultShield::mostMappings) {
+            errno = ENOMEM;
+            return nullptr;
+        }
+        void* const base = mmap(nullptr, bytes, protection, MAP_SHARED | MAP_NORESERVE, file, 0);
+        if (base == MAP_FAILED) return nullptr;
+        all_.emplace_back(base, bytes);
+        shield_->cover(base, bytes);
+        return static_cast<std::byte*>(base);
+    }
+
+    std::mutex& mutex() { return mutex_; }
+    FaultShield& shield() { return *shield_; }
+
+  private:
+    std::mutex mutex_;
+    std::unique_ptr<FaultShield> shield_ = std::make_unique<FaultShield>();
+    std::vector<std::pair<void*, std::size_t>> all_;
+};
+
+TableFile::TableFile(Rix::FileDescriptor file, std::string path, Access access, Size size)
+    : file_(std::move(file)),
+      path_(std::move(path)),
+      access_(access),
+      mappings_(std::make_unique<Mappings>()) {
+    pages_ = wholePages(statusOf(file_, path_));
+    longest_ = pages_;
+    if (size == Size::onePage) {
+        pages_ = std::min(pages_, PageNumber{1});
+        const int protection = access == Access::write ? PROT_READ | PROT_WRITE : PROT_READ;
+        base_ = mappings_->add(file_.number(), protection, pageBytes);
+        if (base_ == nullptr) raiseSystemError(errno, path_, "cannot be mapped");
+        mapped_ = pageBytes;
+    } else {
+        reach(std::max(fileBytes(pages_), pageBytes));
+    }
 }
 
 TableFile::TableFile(TableFile&& other) noexcept
     : file_(std::move(other.file_)),
       path_(std::move(other.path_)),
+      access_(other.access_),
       named_(other.named_),
-      base_(std::exchange(other.base_, nullptr)),
-      reserved_(other.reserved_),
-      pages_(other.pages_) {}
+      pages_(other.pages_),
+      mappings_(std::move(other.mappings_)),
+      base_(other.base_.load()),
+      mapped_(other.mapped_.load()),
+      longest_(other.longest_.load()) {}
 
-TableFile::~TableFile() {
-    if (base_ != nullptr) munmap(base_, reserved_);
-}
+TableFile::~TableFile() = default;
 
-TableFile TableFile::open(const std::filesystem::path& path, Access access, Size size) {
-    const int flags = access == Access::write ? O_RDWR : O_RDONLY;
-    Rix::FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK));
-    if (!file.isOpen()) raiseSystemError(errno, path, "cannot be opened");
-    return {std::move(file), path, access, reserveFor(size, 1)};
-}
-
-TableFile TableFile::create(const std::filesystem::path& path, PageNumber pages, Size size) {
-    Rix::FileDescriptor made(::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-    if (!made.isOpen()) raiseSystemError(errno, path, "cannot be created");
-    TableFile file(std::move(made), path, Access::write, reserveFor(size, pages));
-    file.pagesIs(pages);
-    return file;
-}
-
-TableFile TableFile::anonymous(PageNumber pages, Size size) {
+TableFile TableFile::anonymous(PageNumber pages) {
     const std::string name = "anonymous GMP status table";
     Rix::FileDescriptor made(memfd_create("gmp-status-table", MFD_CLOEXEC));
     if (!made.isOpen()) raiseSystemError(errno, name, "cannot be created");
-    TableFile file(std::move(made), name, Access::write, reserveFor(size, pages));
+    TableFile file(std::move(made), name, Access::write, Size::growing);
     file.named_ = false;
     file.pagesIs(pages);
     return file;
 }
 
-void TableFile::map(Access access, std::size_t reserve) {
-    const int protection = access == Access::write ? PROT_READ | PROT_WRITE : PROT_READ;
-    const std::size_t least = std::max(std::min(leastReserved, reserve), fileBytes(pages_));
-    for (std::size_t size = std::max(reserve, least);; size = std::max(size / 2, least)) {
-        void* const base =
-            mmap(nullptr, size, protection, MAP_SHARED | MAP_NORESERVE, file_.number(), 0);
-        if (base != MAP_FAILED) {
-            base_ = static_cast<std::byte*>(base);
-            reserved_ = size;
+FileId TableFile::id() const {
+    const struct stat status = statusOf(file_, path_);
+    return {status.st_dev, status.st_ino};
+}
+
+// --- mapping ------------------------------------------------------------------------------------
+
+void TableFile::reach(std::size_t bytes) const {
+    const std::lock_guard guard(mappings_->mutex());
+    if (mapped_ >= bytes) return;
+    const int protection = access_ == Access::write ? PROT_READ | PROT_WRITE : PROT_READ;
+    // Twice as much as before, so that a file that grows for ever is mapped few times.
+    const std::size_t wanted = std::max(mapped_ == 0 ? reservable() : 2 * mapped_, bytes);
+    for (std::size_t size = wanted;; size = std::max(size / 2 / pageBytes * pageBytes, bytes)) {
+        if (std::byte* const base = mappings_->add(file_.number(), protection, size)) {
+            base_ = base;
+            mapped_ = size;
             return;
         }
-        if (size == least) raiseSystemError(errno, path_, "cannot be mapped");
+        if (size == bytes) raiseSystemError(errno, path_, "has no address space to be mapped");
     }
 }
 
 PageNumber TableFile::currentPages() const {
-    const auto mapped = static_cast<PageNumber>(reserved_ / pageBytes);
-    return std::min(wholePages(statusOf(file_, path_)), mapped);
+    const PageNumber pages = wholePages(statusOf(file_, path_));
+    PageNumber longest = longest_;
+    while (longest < pages && !longest_.compare_exchange_weak(longest, pages)) {
+    }
+    if (pages < longest) {
+        mappings_->shield().hit();
+        raiseCut();
+    }
+    if (fileBytes(pages) > mapped_) reach(fileBytes(pages));
+    return pages;
 }
+
+bool TableFile::isWhole() const {
+    return !mappings_->shield().isHit();
+}
+
+void TableFile::raiseCut() const {
+    raiseSystemError(EIO, path_, "was cut short while it was in use");
+}
+
+// --- growing ------------------------------------------------------------------------------------
 
 bool TableFile::isDeleted() const {
     return named_ && statusOf(file_, path_).st_nlink == 0;
@@ -121,30 +185,31 @@ bool TableFile::isDeleted() const {
 void TableFile::pagesIs(PageNumber pages) {
     const std::size_t oldBytes = fileBytes(pages_);
     const std::size_t newBytes = fileBytes(pages);
-    if (newBytes > reserved_) raiseSystemError(ENOMEM, path_, "has no address space to grow");
+    if (newBytes > mapped_) reach(newBytes);
     if (isDeleted()) raiseSystemError(ENOENT, path_, "was deleted and cannot grow");
     // Growing past the process's limit would raise a signal.
     struct rlimit limit {};
     if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && newBytes > limit.rlim_cur) {
         raiseSystemError(EFBIG, path_, "cannot grow");
     }
-    const auto added = static_cast<off_t>(newBytes - oldBytes);
-    if (const int error = posix_fallocate(file_.number(), static_cast<off_t>(oldBytes), added)) {
+    if (const int error = lengthen(file_.number(), oldBytes, newBytes)) {
         // What was got of it is given back; the table needs none of it.
         static_cast<void>(ftruncate(file_.number(), static_cast<off_t>(oldBytes)));
         raiseSystemError(error, path_, "cannot grow");
     }
     // Later writes meet no page fault. Only speed depends on it: older systems refuse.
     constexpr int populateForWriting = 23;
-    static_cast<void>(madvise(base_ + oldBytes, newBytes - oldBytes, populateForWriting));
+    static_cast<void>(madvise(page(pages_), newBytes - oldBytes, populateForWriting));
     pages_ = pages;
+    longest_ = pages;
 }
 
-void TableFile::pathIs(const std::filesystem::path& path) {
-    if (rename(path_.c_str(), path.c_str()) != 0) {
-        raiseSystemError(errno, path, "cannot be put in place");
+void TableFile::holesFill() {
+    const struct stat status = statusOf(file_, path_);
+    if (status.st_blocks * 512 >= status.st_size) return;
+    if (const int error = posix_fallocate(file_.number(), 0, status.st_size)) {
+        raiseSystemError(error, path_, "cannot get its memory");
     }
-    path_ = path;
 }
 
 }  // namespace Routing::Gmp::Tessel::Storage

@@ -1,33 +1,38 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
-#include <filesystem>
+#include <memory>
 #include <string>
 
 #include "Rix/FileDescriptor.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
+#include "Routing/Gmp/Tessel/Storage/TableDirectory.h"
 
 namespace Routing::Gmp::Tessel::Storage {
 
-/// The file of a table and its mapping into this process. The mapping never moves: address space is
-/// reserved once for all that the file may grow to. Owned by the table or the reader over it; may
-/// be used from any thread, but only the writer's thread may make it grow.
+/// The file of a table and its mapping into this process. Address space is reserved for more than
+/// the file holds, as far as there is any. Where that does not suffice later, the file is mapped
+/// once more: a pointer into it stays good as long as this object. Owned by the table or the reader
+/// over it; may be used from any thread, but only the writer's thread may make it grow.
+///
+/// A file that somebody else cuts short does not end the process: what is missing reads as zeros,
+/// and checkWhole() raises an error from then on. Whoever was at work calls it before he believes
+/// what he read.
 ///
 /// Every error of the operating system is a std::system_error whose message starts with the file's
 /// path.
 class TableFile {
   public:
     enum class Access { read, write };
-    /// Whether the file may become longer while it is open.
-    enum class Size { fixed, growing };
+    /// Whether all of the file is mapped, with room for more, or its first page alone.
+    enum class Size { onePage, growing };
 
-    /// An open file of the table.
-    /// @throws std::system_error if there is none, or it may not be opened so
-    static TableFile open(const std::filesystem::path& path, Access access, Size size);
-    /// A new file, in place of any of that path, with `pages` pages of zeros.
-    static TableFile create(const std::filesystem::path& path, PageNumber pages, Size size);
+    /// An open file.
+    /// @param path for messages
+    TableFile(Rix::FileDescriptor file, std::string path, Access access, Size size);
     /// A file without a name, for this process alone.
-    static TableFile anonymous(PageNumber pages, Size size);
+    static TableFile anonymous(PageNumber pages);
 
     TableFile(TableFile&& other) noexcept;
     TableFile(const TableFile&) = delete;
@@ -36,37 +41,54 @@ class TableFile {
     ~TableFile();
 
     const std::string& path() const { return path_; }
+    FileId id() const;
+    const Rix::FileDescriptor& descriptor() const { return file_; }
     /// The size when it was opened, or after it grew by this object.
     PageNumber pages() const { return pages_; }
-    /// The size now, which another process may have changed, as far as it is mapped here.
+    /// The size now, which another process may have changed; all of that is mapped here then.
+    /// @throws std::system_error if there is no address space for it, or the file was cut short
     PageNumber currentPages() const;
 
-    std::byte* page(PageNumber number) const { return base_ + std::size_t{number} * pageBytes; }
+    std::byte* page(PageNumber number) const {
+        return base_.load(std::memory_order_relaxed) + std::size_t{number} * pageBytes;
+    }
     template <class Type>
     Type& at(PageNumber number) const {
         return *reinterpret_cast<Type*>(page(number));
     }
 
+    /// Whether all that was read was there.
+    bool isWhole() const;
+    /// @throws std::system_error (io_error) if the file was cut short since it was opened
+    void checkWhole() const {
+        if (!isWhole()) raiseCut();
+    }
+
     /// Makes the file that long, all new memory there and zero. Nothing is changed if it cannot be.
     /// @throws std::system_error if memory, disk or address space is full, or the file was deleted
     void pagesIs(PageNumber pages);
-    /// Makes a file that was created under another name known under this one, at once.
-    void pathIs(const std::filesystem::path& path);
+    /// Gets memory for what was never written of the file: a hole would be found out by a signal.
+    void holesFill();
 
   private:
-    TableFile(Rix::FileDescriptor file, std::string path, Access access, std::size_t reserve);
-    void map(Access access, std::size_t reserve);
+    class Mappings;
+
+    /// Maps at least that much, and more if there is address space.
+    void reach(std::size_t bytes) const;
     bool isDeleted() const;
+    [[noreturn]] void raiseCut() const;
 
     Rix::FileDescriptor file_;
     std::string path_;
+    Access access_;
     bool named_ = true;
-    std::byte* base_ = nullptr;
-    std::size_t reserved_ = 0;
     PageNumber pages_ = 0;
+    std::unique_ptr<Mappings> mappings_;
+    /// Of the largest mapping. The size is stored last and loaded first.
+    mutable std::atomic<std::byte*> base_{nullptr};
+    mutable std::atomic<std::size_t> mapped_{0};
+    /// The longest that the file was known to be.
+    mutable std::atomic<PageNumber> longest_{0};
 };
-
-/// What a failed system call raises: the path, what was attempted, and the system's own text.
-[[noreturn]] void raiseSystemError(int error, const std::string& path, const char* attempt);
 
 }  // namespace Routing::Gmp::Tessel::Storage

@@ -32,8 +32,7 @@ CheckCommand::CheckCommand(CLI::App& app)
     : Command(app, "check",
               "Verify the GMP status table in a directory. Exit status 1 if anything is wrong.") {
     options()
-        .add_option("DIR", directory_,
-                    std::string("the table's directory (") + defaultTableDirectory + ")")
+        .add_option("DIR", directory_, "the table's directory (" + directory_ + ")")
         ->type_name("")
         ->check(notEmpty());
 }

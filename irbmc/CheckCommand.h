@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Command.h"
+#include "Routing/Gmp/Tessel/defaultTableDirectory.h"
 #include "TableView.h"
 
 namespace Irbmc {
@@ -15,7 +16,7 @@ class CheckCommand : public Command {
     int run() override;
 
   private:
-    std::string directory_ = defaultTableDirectory;
+    std::string directory_ = Routing::Gmp::Tessel::defaultTableDirectory();
 };
 
 }  // namespace Irbmc

@@ -7,7 +7,7 @@
 namespace Irbmc {
 
 std::filesystem::path installedLibrary() {
-    if (const char* told = std::getenv("IRBMC_LIBRARY"); told != nullptr && *told != '\0') {
+    if (const char* told = secure_getenv("IRBMC_LIBRARY"); told != nullptr && *told != '\0') {
         return told;
     }
     const auto root = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path();

@@ -34,8 +34,8 @@ bool Output::isTerminal() const {
 
 bool isColoured(const Output& output, Colour colour) {
     if (colour != Colour::automatic) return colour == Colour::always;
-    const char* const noColor = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
-    const char* const terminal = std::getenv("TERM");     // NOLINT(concurrency-mt-unsafe)
+    const char* const noColor = secure_getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
+    const char* const terminal = secure_getenv("TERM");     // NOLINT(concurrency-mt-unsafe)
     return output.isTerminal() && (noColor == nullptr || *noColor == '\0') &&
            (terminal == nullptr || std::string_view(terminal) != "dumb");
 }

@@ -34,8 +34,7 @@ std::int64_t millisecondsNow() {
 ShowCommand::ShowCommand(CLI::App& app)
     : Command(app, "show", "Show the GMP status table in a directory, while its writer runs.") {
     options()
-        .add_option("DIR", directory_,
-                    std::string("the table's directory (") + defaultTableDirectory + ")")
+        .add_option("DIR", directory_, "the table's directory (" + directory_ + ")")
         ->type_name("")
         ->check(notEmpty());
     options().add_flag("--json", isJson_, "for programs: one JSON object a line");

@@ -6,6 +6,7 @@
 
 #include "Command.h"
 #include "Output.h"
+#include "Routing/Gmp/Tessel/defaultTableDirectory.h"
 #include "TableFileId.h"
 #include "TableView.h"
 
@@ -40,7 +41,7 @@ class ShowCommand : public Command {
     /// Writes the changes of a table, until it is removed or replaced.
     void follow(Output& output, Watched& table, const TableFilter& filter) const;
 
-    std::string directory_ = defaultTableDirectory;
+    std::string directory_ = Routing::Gmp::Tessel::defaultTableDirectory();
     bool isJson_ = false;
     bool isWatch_ = false;
     std::string colour_ = "auto";

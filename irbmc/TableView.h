@@ -14,9 +14,6 @@
 
 namespace Irbmc {
 
-/// Where an agent keeps its table unless it is told otherwise.
-inline constexpr const char* defaultTableDirectory = "/dev/shm/gmp";
-
 /// Which memberships somebody wants to see; all, where nothing is said. A plain value.
 struct TableFilter {
     std::optional<std::string> vrf;

@@ -12,6 +12,7 @@
 #include "Fixture.h"
 #include "Process.h"
 #include "Rix/CorruptionError.h"
+#include "Routing/Gmp/Tessel/defaultTableDirectory.h"
 
 namespace Tessel::Test {
 
@@ -217,6 +218,26 @@ TEST_F(TableAccessControl, MakesAnythingOfSleepersThatOthersMadeOfThem) {
         EXPECT_TRUE(StatusColl::open(made())) << size;
         EXPECT_EQ(std::filesystem::file_size(made() / "sleepers"), 4096u);
     }
+}
+
+TEST_F(TableAccessControl, StartsFromADirectoryThatIsTheUsersOwn) {
+    using Routing::Gmp::Tessel::defaultTableDirectory;
+    if (geteuid() == 0) {
+        EXPECT_EQ(defaultTableDirectory(), "/run/irbmc/table");
+    }
+    Process user([&] {
+        if (geteuid() == 0 && setuid(nobody) != 0) throw std::runtime_error("cannot change");
+        const auto standard = "/run/user/" + std::to_string(geteuid()) + "/irbmc/table";
+        const std::pair<const char*, std::string> cases[] = {
+            {"/somewhere", "/somewhere/irbmc/table"}, {"", standard}, {"relative", standard}};
+        for (const auto& [told, expected] : cases) {
+            setenv("XDG_RUNTIME_DIR", told, 1);
+            if (defaultTableDirectory() != expected) throw std::runtime_error(told);
+        }
+        unsetenv("XDG_RUNTIME_DIR");
+        if (defaultTableDirectory() != standard) throw std::runtime_error("not told");
+    });
+    EXPECT_TRUE(user.endedWell());
 }
 
 TEST_F(TableAccessControl, LetsAReaderWaitForATableThatIsBeingMade) {

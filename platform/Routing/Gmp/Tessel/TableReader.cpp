@@ -9,6 +9,7 @@
 
 #include "Rix/CorruptionError.h"
 #include "Routing/Gmp/Tessel/StatusColl.h"
+#include "Routing/Gmp/Tessel/Storage/ChangeBell.h"
 #include "Routing/Gmp/Tessel/Storage/ChangeWaiter.h"
 #include "Routing/Gmp/Tessel/Storage/Header.h"
 #include "Routing/Gmp/Tessel/Storage/StatusIdentity.h"
@@ -127,6 +128,7 @@ TableReader::Changes TableReader::changes() {
     }
     file_->checkWhole();
     seen_ = count;
+    if (bell_) bell_->seenIs(seen_);
     if (!isComplete) return {true, {}};
     return result;
 }
@@ -168,6 +170,11 @@ std::optional<VrfApp> TableReader::statusOf(const LoggedChange& change) const {
 
 bool TableReader::waitForChange(std::optional<std::chrono::milliseconds> timeout) {
     return waiter_->wait(seen_, Storage::deadlineIn(timeout));
+}
+
+int TableReader::changeDescriptor() {
+    if (!bell_) bell_ = std::make_unique<Storage::ChangeBell>(waiter_->another(), seen_);
+    return bell_->descriptor();
 }
 
 void TableReader::cancel() {

@@ -10,6 +10,7 @@
 
 #include "Lumo/Ptr.h"
 #include "Routing/Gmp/Tessel/StatusReader.h"
+#include "Routing/Gmp/Tessel/Storage/ChangeBell.h"
 #include "Routing/Gmp/Tessel/Storage/ChangeLog.h"
 #include "Routing/Gmp/Tessel/Storage/ChangeWaiter.h"
 #include "Routing/Gmp/Tessel/TableChange.h"
@@ -68,6 +69,12 @@ class TableReader {
     /// @returns whether something changed; false after that long, and after cancel()
     bool waitForChange(std::optional<std::chrono::milliseconds> timeout = std::nullopt);
 
+    /// A descriptor for poll(2) and its like: readable once something changed since changes() was
+    /// asked last, and when changes() has an error to raise; changes() makes it unreadable. Not to
+    /// be read or closed; it goes with the reader. The first call starts a thread, which waits for
+    /// changes and takes no signals, and which does not live on in a forked process.
+    /// @throws std::system_error if there is no descriptor or no thread to be had
+    int changeDescriptor();
     /// Ends a wait of this reader, and all later ones. To be called by any thread.
     void cancel();
 
@@ -88,6 +95,7 @@ class TableReader {
     Storage::ChangeLogReader log_;
     std::unique_ptr<Storage::ChangeWaiter> waiter_;
     std::uint64_t seen_;  ///< how many changes were asked for
+    std::unique_ptr<Storage::ChangeBell> bell_;
 };
 
 }  // namespace Routing::Gmp::Tessel

@@ -26,6 +26,10 @@ ChangeWaiter::ChangeWaiter(std::shared_ptr<const TableFile> file, std::optional<
                            std::shared_ptr<Sleepers> sleepers)
     : file_(std::move(file)), watch_(std::move(watch)), sleepers_(std::move(sleepers)) {}
 
+std::unique_ptr<ChangeWaiter> ChangeWaiter::another() const {
+    return std::make_unique<ChangeWaiter>(file_, watch_, watch_ ? nullptr : sleepers_);
+}
+
 void ChangeWaiter::openSleepers() {
     sleepers_ = std::make_shared<Sleepers>(Sleepers::forReader(*watch_->directory()));
 }

@@ -23,6 +23,9 @@ class ChangeWaiter {
     ChangeWaiter(const ChangeWaiter&) = delete;
     ChangeWaiter& operator=(const ChangeWaiter&) = delete;
 
+    /// One for another thread, over the same table.
+    std::unique_ptr<ChangeWaiter> another() const;
+
     /// Sleeps until the count of changes is no longer `seen`.
     /// @returns whether it is; false if the deadline came, or cancel()
     /// @throws what check() raises

@@ -30,7 +30,7 @@ void Status::membershipIs(const Membership& membership) {
     table_->check();
     ++changes_;
     store_->membershipIs(membership);
-    table_->checkMemory();
+    table_->checkWhole();
 }
 
 void Status::membershipDel(const RouteIntfKey& key) {
@@ -38,7 +38,7 @@ void Status::membershipDel(const RouteIntfKey& key) {
     table_->check();
     ++changes_;
     store_->membershipDel(key);
-    table_->checkMemory();
+    table_->checkWhole();
 }
 
 Membership Status::membership(const RouteIntfKey& key) const {

@@ -34,8 +34,8 @@ namespace Routing::Gmp::Tessel {
 ///
 /// An operation on a table whose file was cut short raises a std::system_error, from the one on
 /// that met it. A write to a table whose directory or file was removed or replaced raises a
-/// TableGoneError, half a second later at the latest: others read and write what is there now. The
-/// collection is of no use then; let it go, and open the directory anew.
+/// TableGoneError, half a second or eight writes later at the latest: others read and write what is
+/// there now. The collection is of no use then; let it go, and open the directory anew.
 class StatusColl final : public Lumo::Object<StatusColl> {
   public:
     class Walk;

@@ -124,8 +124,8 @@ void FaultShield::cover(const void* begin, std::size_t bytes) {
     RIX_ASSERT(false);
 }
 
-bool FaultShield::isHit() const {
-    return slot_->isHit.load(std::memory_order_acquire);
+const std::atomic<bool>& FaultShield::isHit() const {
+    return slot_->isHit;
 }
 
 void FaultShield::hit() {

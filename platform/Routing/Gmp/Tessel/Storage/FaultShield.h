@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 namespace Routing::Gmp::Tessel::Storage {
@@ -22,8 +23,8 @@ class FaultShield {
 
     /// A mapping to be looked after; at most `mostMappings`.
     void cover(const void* begin, std::size_t bytes);
-    /// Whether a page was missing.
-    bool isHit() const;
+    /// Whether a page was missing. Stays where it is as long as the shield.
+    const std::atomic<bool>& isHit() const;
     /// Says that the file is known to be shorter than it was.
     void hit();
 

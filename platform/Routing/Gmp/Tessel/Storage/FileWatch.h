@@ -17,12 +17,18 @@ class FileWatch {
 
     const std::shared_ptr<const TableDirectory>& directory() const { return directory_; }
 
-    /// Whether it is time to look again, which it is twice a second. Costs a look at a clock.
-    bool isDue();
+    /// Whether it is time to look again, which it is twice a second. Whoever asks very often costs
+    /// a look at the clock each eighth time.
+    bool isDue() {
+        if (unasked_ == 0) return isDueByClock();
+        --unasked_;
+        return false;
+    }
     /// @throws TableGoneError if anything is gone
     void look() const;
 
   private:
+    bool isDueByClock();
     void require(const char* name, FileId once) const;
 
     std::shared_ptr<const TableDirectory> directory_;
@@ -30,6 +36,8 @@ class FileWatch {
     FileId table_;
     std::optional<FileId> writer_;
     std::int64_t next_ = 0;  ///< when to look again, in nanoseconds of the coarse clock
+    std::int64_t last_ = 0;  ///< what that clock said last
+    unsigned unasked_ = 0;   ///< how often it is not asked from now on
 };
 
 }  // namespace Routing::Gmp::Tessel::Storage

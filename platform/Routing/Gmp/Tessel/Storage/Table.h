@@ -70,6 +70,7 @@ class Table {
         if (!process_.isHere()) raiseForked();
         file_->checkWhole();
     }
+    void checkWhole() const { file_->checkWhole(); }
     /// check(), whether or not the files were looked at just now.
     void checkFiles();
 

@@ -95,7 +95,8 @@ TableFile::TableFile(Rix::FileDescriptor file, std::string path, Access access, 
     : file_(std::move(file)),
       path_(std::move(path)),
       access_(access),
-      mappings_(std::make_unique<Mappings>()) {
+      mappings_(std::make_unique<Mappings>()),
+      isCut_(&mappings_->shield().isHit()) {
     pages_ = wholePages(statusOf(file_, path_));
     longest_ = pages_;
     if (size == Size::onePage) {
@@ -116,6 +117,7 @@ TableFile::TableFile(TableFile&& other) noexcept
       named_(other.named_),
       pages_(other.pages_),
       mappings_(std::move(other.mappings_)),
+      isCut_(other.isCut_),
       base_(other.base_.load()),
       mapped_(other.mapped_.load()),
       longest_(other.longest_.load()) {}
@@ -166,10 +168,6 @@ PageNumber TableFile::currentPages() const {
     }
     if (fileBytes(pages) > mapped_) reach(fileBytes(pages));
     return pages;
-}
-
-bool TableFile::isWhole() const {
-    return !mappings_->shield().isHit();
 }
 
 void TableFile::raiseCut() const {

@@ -58,7 +58,7 @@ class TableFile {
     }
 
     /// Whether all that was read was there.
-    bool isWhole() const;
+    bool isWhole() const { return !isCut_->load(std::memory_order_acquire); }
     /// @throws std::system_error (io_error) if the file was cut short since it was opened
     void checkWhole() const {
         if (!isWhole()) raiseCut();
@@ -84,6 +84,7 @@ class TableFile {
     bool named_ = true;
     PageNumber pages_ = 0;
     std::unique_ptr<Mappings> mappings_;
+    const std::atomic<bool>* isCut_;
     /// Of the largest mapping. The size is stored last and loaded first.
     mutable std::atomic<std::byte*> base_{nullptr};
     mutable std::atomic<std::size_t> mapped_{0};

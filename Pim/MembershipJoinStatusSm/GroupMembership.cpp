@@ -7,6 +7,7 @@
 
 namespace Irb::Multicast::Ingress::Detail {
 
+using Routing::Gmp::Tessel::FilterMode;
 using NestedSm_GroupMembership =
     MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership;
 using NestedSm_SourceMembership = NestedSm_GroupMembership::NestedSm_SourceMembership;
@@ -148,12 +149,7 @@ void NestedSm_GroupMembership::updateStarG(const Ondel::IpGenAddr& skipSource) {
     TRACE(smTrace(), 8, "updateStarG",
           "updateStarG: Update gmpStatus ({}) for Smet ( Vlan {}, {}, {} )", vrfName, vlanId,
           anySource, group);
-    MembershipJoinStatusSm& root = *parent_->parent();
-    if (requireStarG(skipSource)) {
-        root.addMembership(vrfName, parent_->gmpVrfApp(), anySource, group, vlanId, true);
-    } else {
-        root.delMembership(vrfName, parent_->gmpVrfApp(), anySource, group, vlanId, true);
-    }
+    parent_->membershipIs(anySource, group, FilterMode::include, requireStarG(skipSource));
 }
 
 void NestedSm_GroupMembership::handleGroupDel() {
@@ -164,12 +160,10 @@ void NestedSm_GroupMembership::handleGroupDel() {
     const Ondel::IpGenAddr group = groupAddr();
     TRACE(smTrace(), 5, "handleGroupDel", "Delete group: {}, VLAN {}, members: {}", group, vlanId,
           static_cast<std::uint32_t>(sourceMembership_.size()));
-    const L3::VrfName& vrfName = parent_->vrfName();
-    if (vrfName.empty()) {
+    if (parent_->vrfName().empty()) {
         TRACE(smTrace(), 8, "handleGroupDel", "handleGroupDel: No vrfName for vlan {}", vlanId);
         return;
     }
-    MembershipJoinStatusSm& root = *parent_->parent();
     for (const auto [key, tracker] : sourceMembership_) {
         const Ondel::IpGenAddr source = tracker->source();
         const std::uint32_t includeIntfs = tracker->includeIntfs();
@@ -177,11 +171,11 @@ void NestedSm_GroupMembership::handleGroupDel() {
         TRACE(smTrace(), 8, "handleGroupDel",
               "handleGroupDel deleting source {} includeIntfs {} excludeIntfs {}", source,
               includeIntfs, excludeIntfs);
-        root.delMembership(vrfName, parent_->gmpVrfApp(), source, group, vlanId, true);
-        root.delMembership(vrfName, parent_->gmpVrfApp(), source, group, vlanId, false);
+        parent_->membershipDel(source, group, FilterMode::include);
+        parent_->membershipDel(source, group, FilterMode::exclude);
     }
     const auto anySource = Ondel::IpGenAddr::zero(group.family());
-    root.delMembership(vrfName, parent_->gmpVrfApp(), anySource, group, vlanId, true);
+    parent_->membershipDel(anySource, group, FilterMode::include);
 }
 
 }  // namespace Irb::Multicast::Ingress::Detail

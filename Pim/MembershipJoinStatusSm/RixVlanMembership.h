@@ -2,6 +2,7 @@
 
 #include "MembershipJoinStatusSm/Root.h"
 #include "Rix/NotifieeConst.h"
+#include "Routing/Gmp/Tessel/FilterMode.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
 namespace Irb::Multicast::Ingress::Detail {
@@ -73,6 +74,11 @@ class MembershipJoinStatusSm::RixVlanMembership final
     /// Writes or deletes every membership of the VLAN, as its rules say; deletes all of them where
     /// the VLAN goes.
     void updateGmpStatus(bool deleteVlan);
+    /// Writes a membership of the VLAN, or deletes it. There must be a VRF name.
+    void membershipIs(const Ondel::IpGenAddr& source, const Ondel::IpGenAddr& groupAddr,
+                      Routing::Gmp::Tessel::FilterMode mode, bool isWanted);
+    void membershipDel(const Ondel::IpGenAddr& source, const Ondel::IpGenAddr& groupAddr,
+                       Routing::Gmp::Tessel::FilterMode mode);
     /// Deletes the (*,G) entry that the table may still hold for a group that goes.
     void delStarG(const Ondel::IpGenAddr& groupAddr);
     /// Whether a source's include membership must exist; false for a source that is absent.
@@ -89,8 +95,6 @@ class MembershipJoinStatusSm::RixVlanMembership final
     bool isWantedWithoutLocalReceiver() const;
     void updateSources(NestedSm_GroupMembership& group, const Ondel::IpGenAddr& groupAddr,
                        bool deleteVlan);
-    void membershipIs(const Ondel::IpGenAddr& source, const Ondel::IpGenAddr& groupAddr,
-                      bool include, bool exists);
 
     MembershipJoinStatusSm* parent_;
     L3::VrfName vrfName_;

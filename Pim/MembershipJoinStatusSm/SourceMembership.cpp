@@ -7,6 +7,7 @@
 
 namespace Irb::Multicast::Ingress::Detail {
 
+using Routing::Gmp::Tessel::FilterMode;
 using NestedSm_SourceMembership =
     MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership::NestedSm_SourceMembership;
 
@@ -97,19 +98,6 @@ bool NestedSm_SourceMembership::mayWrite(const char* handler) const {
     return true;
 }
 
-void NestedSm_SourceMembership::membershipIs(bool include, bool exists) {
-    const RixVlanMembership& vlan = *parent_->parent();
-    MembershipJoinStatusSm& root = *vlan.parent();
-    const Ondel::IpGenAddr group = parent_->groupAddr();
-    if (exists) {
-        root.addMembership(vlan.vrfName(), vlan.gmpVrfApp(), source(), group, vlan.vlanId(),
-                           include);
-    } else {
-        root.delMembership(vlan.vrfName(), vlan.gmpVrfApp(), source(), group, vlan.vlanId(),
-                           include);
-    }
-}
-
 void NestedSm_SourceMembership::handleInclude() {
     TRACE_BLOCK(smTrace(),
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::RixVlanMembership::"
@@ -119,12 +107,12 @@ void NestedSm_SourceMembership::handleInclude() {
         parent_->updateStarG(Ondel::IpGenAddr());
         return;
     }
-    const RixVlanMembership& vlan = *parent_->parent();
+    RixVlanMembership& vlan = *parent_->parent();
     const bool include = vlan.updateVlanInclude(notifier());
     TRACE(smTrace(), 8, "handleInclude",
           "handleInclude: Update gmpStatus ({}) for Smet ( Vlan {}, {}, {} ), add include: {}",
           vlan.vrfName(), vlan.vlanId(), source(), parent_->groupAddr(), include);
-    membershipIs(true, include);
+    vlan.membershipIs(source(), parent_->groupAddr(), FilterMode::include, include);
 }
 
 void NestedSm_SourceMembership::handleExclude() {
@@ -132,13 +120,13 @@ void NestedSm_SourceMembership::handleExclude() {
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::RixVlanMembership::"
                 "NestedSm_GroupMembership::NestedSm_SourceMembership::handleExclude()");
     if (!mayWrite("handleExclude")) return;
-    const RixVlanMembership& vlan = *parent_->parent();
+    RixVlanMembership& vlan = *parent_->parent();
     const bool exclude = vlan.updateVlanExclude(notifier());
     TRACE(smTrace(), 8, "handleExclude",
           "handleExclude: Update gmpStatus ({}) for Smet ( Vlan {}, {}, {} ), add exclude: {}",
           vlan.vrfName(), vlan.vlanId(), source(), parent_->groupAddr(), exclude);
     parent_->updateStarG(Ondel::IpGenAddr());
-    membershipIs(false, exclude);
+    vlan.membershipIs(source(), parent_->groupAddr(), FilterMode::exclude, exclude);
 }
 
 void NestedSm_SourceMembership::handleSourceDel() {
@@ -150,8 +138,10 @@ void NestedSm_SourceMembership::handleSourceDel() {
     const std::uint32_t exclude = excludeIntfs();
     TRACE(smTrace(), 8, "handleSourceDel",
           "handleSourceDel( {} ), includeIntfs: {}, excludeIntfs: {}", source(), include, exclude);
-    if (include != 0) membershipIs(true, false);
-    if (exclude != 0) membershipIs(false, false);
+    RixVlanMembership& vlan = *parent_->parent();
+    const Ondel::IpGenAddr group = parent_->groupAddr();
+    if (include != 0) vlan.membershipDel(source(), group, FilterMode::include);
+    if (exclude != 0) vlan.membershipDel(source(), group, FilterMode::exclude);
     if (exclude != 0 || !source().isSpecificSource()) parent_->updateStarG(source());
 }
 

@@ -45,7 +45,6 @@ class MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership::Neste
 
   private:
     bool mayWrite(const char* handler) const;
-    void membershipIs(bool include, bool exists);
     std::uint32_t sizeOf(const Ondel::IntfIdSet& intfs) const;
 
     NestedSm_GroupMembership* parent_;

@@ -8,6 +8,7 @@
 
 namespace Irb::Multicast::Ingress::Detail {
 
+using Routing::Gmp::Tessel::FilterMode;
 using RixVlanMembership = MembershipJoinStatusSm::RixVlanMembership;
 
 void RixVlanMembership::handleVlanMembership() {
@@ -43,7 +44,7 @@ void RixVlanMembership::updateGmpStatus(bool deleteVlan) {
         const Ondel::IpGenAddr groupAddr = group->groupAddr();
         updateSources(*group, groupAddr, deleteVlan);
         const auto anySource = Ondel::IpGenAddr::zero(groupAddr.family());
-        membershipIs(anySource, groupAddr, true,
+        membershipIs(anySource, groupAddr, FilterMode::include,
                      !deleteVlan && group->requireStarG(Ondel::IpGenAddr()));
         if (deleteVlan) delStarG(groupAddr);
     }
@@ -55,8 +56,10 @@ void RixVlanMembership::updateSources(NestedSm_GroupMembership& group,
         const Ondel::IpGenAddr source = tracker->source();
         if (!source.isSpecificSource()) continue;
         const auto& join = tracker->notifier();
-        membershipIs(source, groupAddr, true, !deleteVlan && updateVlanInclude(join));
-        membershipIs(source, groupAddr, false, !deleteVlan && updateVlanExclude(join));
+        membershipIs(source, groupAddr, FilterMode::include,
+                     !deleteVlan && updateVlanInclude(join));
+        membershipIs(source, groupAddr, FilterMode::exclude,
+                     !deleteVlan && updateVlanExclude(join));
     }
 }
 
@@ -67,12 +70,17 @@ void RixVlanMembership::delStarG(const Ondel::IpGenAddr& groupAddr) {
 }
 
 void RixVlanMembership::membershipIs(const Ondel::IpGenAddr& source,
-                                     const Ondel::IpGenAddr& groupAddr, bool include, bool exists) {
-    if (exists) {
-        parent_->addMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(), include);
-    } else {
-        parent_->delMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(), include);
-    }
+                                     const Ondel::IpGenAddr& groupAddr, FilterMode mode,
+                                     bool isWanted) {
+    if (!isWanted) return membershipDel(source, groupAddr, mode);
+    parent_->addMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(),
+                           mode == FilterMode::include);
+}
+
+void RixVlanMembership::membershipDel(const Ondel::IpGenAddr& source,
+                                      const Ondel::IpGenAddr& groupAddr, FilterMode mode) {
+    parent_->delMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(),
+                           mode == FilterMode::include);
 }
 
 bool RixVlanMembership::updateVlanInclude(

@@ -114,7 +114,7 @@ void replay(Replay::LineReader& lines, Replay::Engine& engine, Replay::Report& j
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Recording recording(data, size);
     Replay::LineReader lines(recording.descriptor());
-    Replay::Engine engine({IRBMC_MACHINE_LIBRARY, {}, Trace::Levels::all()});
+    Replay::Engine engine({IRBMC_MACHINE_LIBRARY, {}, {Trace::Levels::all(), {}}});
     Reader jsonLines(checkJson);
     Reader textLines(checkPrintable);
     Replay::JsonReport json(jsonLines, false);

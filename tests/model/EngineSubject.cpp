@@ -167,7 +167,7 @@ Replay::Event toReplay(const Event& event) {
 
 EngineSubject::EngineSubject(const std::filesystem::path& library, Toggles toggles,
                              Trace::Levels levels)
-    : engine_({library, {}, levels}) {
+    : engine_({library, {}, {levels, {}}}) {
     engine_.apply({Replay::Toggle{"OismGateway", toggles.oismGateway}});
     engine_.apply({Replay::Toggle{"OismMplsTunnel", toggles.oismMplsTunnel}});
 }

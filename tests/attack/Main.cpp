@@ -25,7 +25,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr const Attack* everyAttack[] = {&singleSteps, &randomKills, &damage, &waits, &readers};
+constexpr const Attack* everyAttack[] = {&singleSteps, &randomKills, &damage,
+                                         &neighbours,  &waits,       &readers};
 
 struct Options {
     double seconds = 60;

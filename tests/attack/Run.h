@@ -63,6 +63,7 @@ struct Attack {
 extern const Attack singleSteps;
 extern const Attack randomKills;
 extern const Attack damage;
+extern const Attack neighbours;
 extern const Attack waits;
 extern const Attack readers;
 

@@ -1,5 +1,6 @@
 // The C interface over the table's reader. Nothing of C++ gets out: no exception, no type.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <map>
@@ -12,6 +13,7 @@
 
 #include "Ondel/VlanIntfId.h"
 #include "Rix/CorruptionError.h"
+#include "Routing/Gmp/Tessel/TableGoneError.h"
 #include "Routing/Gmp/Tessel/TableReader.h"
 #include "gmp_table.h"
 
@@ -32,6 +34,7 @@ struct gmp_table {
     }
 
     Tessel::TableReader reader;
+    std::atomic<bool> isCancelled{false};
     std::map<std::string, Tessel::StatusReader> statuses;  ///< those that were asked for
 };
 
@@ -55,6 +58,8 @@ int guarded(Action action) noexcept {
         return action();
     } catch (const std::bad_alloc&) {
         return fail(GMP_ERROR_MEMORY, "there is no memory");
+    } catch (const Tessel::TableGoneError& error) {
+        return fail(GMP_ERROR_GONE, error.what());
     } catch (const std::system_error& error) {
         return fail(GMP_ERROR_SYSTEM, error.what());
     } catch (const Rix::CorruptionError& error) {
@@ -234,13 +239,27 @@ int gmp_table_changes(gmp_table* table, gmp_visit_change visit, void* context) {
     });
 }
 
+int gmp_table_descriptor(gmp_table* table) {
+    return guarded([&] {
+        need(table, "table");
+        return table->reader.changeDescriptor();
+    });
+}
+
 int gmp_table_wait(gmp_table* table, int timeout_ms) {
     return guarded([&] {
         need(table, "table");
         std::optional<std::chrono::milliseconds> timeout;
         if (timeout_ms >= 0) timeout = std::chrono::milliseconds(timeout_ms);
-        return table->reader.waitForChange(timeout) ? 1 : static_cast<int>(GMP_OK);
+        if (table->reader.waitForChange(timeout)) return 1;
+        return static_cast<int>(table->isCancelled ? GMP_CANCELLED : GMP_OK);
     });
+}
+
+void gmp_table_cancel(gmp_table* table) {
+    if (table == nullptr) return;
+    table->isCancelled = true;
+    table->reader.cancel();
 }
 
 const char* gmp_error_text(void) {

@@ -2,13 +2,13 @@
  * writer keeps them in a directory. A reader never writes the table, never waits for the writer and
  * is never waited for.
  *
- * To follow a table: open it and walk it; then, whenever gmp_table_wait says that something
- * changed, call gmp_table_changes, and walk again when that says GMP_WALK_NEEDED. A change is
- * either in the walk or in the changes, or in both.
+ * To follow a table from an event loop: open it, walk it, and poll gmp_table_descriptor; whenever
+ * it is readable call gmp_table_changes, and walk again when that says GMP_WALK_NEEDED. Without an
+ * event loop, gmp_table_wait sleeps. A change is either in the walk or in the changes, or in both.
  *
- * Each table that was opened belongs to one thread at a time. Nothing is written to standard
- * streams, no signal is sent, and no call but gmp_table_wait ever waits. Where a call raises an
- * error, gmp_error_text says which. */
+ * Each table that was opened belongs to one thread at a time; only gmp_table_cancel may be called
+ * from any. Nothing is written to standard streams, no signal is sent, and no call but
+ * gmp_table_wait ever waits for long. Where a call raises an error, gmp_error_text says which. */
 #ifndef GMP_TABLE_H
 #define GMP_TABLE_H
 
@@ -29,11 +29,13 @@ extern "C" {
 enum {
     GMP_OK = 0,
     GMP_WALK_NEEDED = 1,     /* changes were missed: the table must be walked again */
+    GMP_CANCELLED = 2,       /* gmp_table_cancel ended the wait */
     GMP_ERROR_ARGUMENT = -1, /* a pointer is null, or a value is out of its range */
     GMP_ERROR_SYSTEM = -2,   /* the operating system refused; the text names the path */
     GMP_ERROR_DAMAGED = -3,  /* no table of this version, or damaged; the text names the place */
     GMP_ERROR_MEMORY = -4,   /* there is no memory */
-    GMP_ERROR_INTERNAL = -5  /* anything else; a fault of this library */
+    GMP_ERROR_GONE = -5,     /* the table was removed or replaced: close it, and open it anew */
+    GMP_ERROR_INTERNAL = -6  /* anything else; a fault of this library */
 };
 
 /* Families of addresses. */
@@ -125,14 +127,26 @@ GMP_TABLE_API int gmp_table_lookup(gmp_table* table, const gmp_status_key* statu
 /* Visits, in the order in which they happened, the changes since this was called last, or since the
  * table was opened. What was told counts as asked for, even if `visit` ended the telling.
  * GMP_OK; GMP_WALK_NEEDED, and nothing is visited, if changes were missed: too many happened,
- * another writer took over, or something is damaged; what `visit` returned, if not 0; or an
- * error. */
+ * another writer took over, or something is damaged; what `visit` returned, if not 0;
+ * GMP_ERROR_GONE within a second after the table was removed or replaced; or another error. */
 GMP_TABLE_API int gmp_table_changes(gmp_table* table, gmp_visit_change visit, void* context);
+
+/* A descriptor for poll and its like: readable once something changed since gmp_table_changes was
+ * called last, and when that has an error to return; gmp_table_changes makes it unreadable. It
+ * belongs to the table: it is neither to be read nor to be closed. The first call starts a thread
+ * that waits for changes; it takes no signals, and does not live on in a forked process. The
+ * descriptor, which is never negative, or an error. */
+GMP_TABLE_API int gmp_table_descriptor(gmp_table* table);
 
 /* Sleeps until something changed since gmp_table_changes was called last.
  * timeout_ms: how long at most, in milliseconds; negative for ever.
- * 1 if something changed, GMP_OK if the time is over, or an error. */
+ * 1 if something changed, GMP_OK if the time is over, GMP_CANCELLED after gmp_table_cancel; or an
+ * error. */
 GMP_TABLE_API int gmp_table_wait(gmp_table* table, int timeout_ms);
+
+/* Ends a wait that is under way, and every later one. May be called by any thread until the table
+ * is closed. Null does nothing. */
+GMP_TABLE_API void gmp_table_cancel(gmp_table* table);
 
 /* The text of the error that this thread's last call returned, in English, without a line end;
  * empty if it returned none. Valid until the thread's next call. Never null. */

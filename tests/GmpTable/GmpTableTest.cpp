@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/mman.h>
 
 #include <cstring>
@@ -163,6 +164,48 @@ TEST_F(GmpTable, WaitsForAChangeAndNoLongerThanAsked) {
     EXPECT_EQ(gmp_table_wait(table, 0), GMP_OK);
 }
 
+/// Whether a descriptor is readable within that time.
+bool isReadable(int descriptor, int timeoutMs) {
+    pollfd one{descriptor, POLLIN, 0};
+    return poll(&one, 1, timeoutMs) == 1 && (one.revents & POLLIN) != 0;
+}
+
+TEST_F(GmpTable, HasADescriptorThatIsReadableFromAChangeUntilTheChangesAreAskedFor) {
+    const int descriptor = gmp_table_descriptor(table);
+    ASSERT_GE(descriptor, 0) << gmp_error_text();
+    EXPECT_EQ(gmp_table_descriptor(table), descriptor);
+    EXPECT_FALSE(isReadable(descriptor, 0));
+    for (std::uint32_t i = 0; i < 20; ++i) {
+        red->membershipIs(include(numberedKey(i)));
+        ASSERT_TRUE(isReadable(descriptor, 20'000));
+        ASSERT_EQ(changed().size(), 1u);
+        ASSERT_FALSE(isReadable(descriptor, 0));
+    }
+}
+
+TEST_F(GmpTable, EndsAWaitAndAllLaterOnesWhenItIsCancelled) {
+    std::thread other([this] { gmp_table_cancel(table); });
+    EXPECT_EQ(gmp_table_wait(table, -1), GMP_CANCELLED);
+    EXPECT_EQ(gmp_table_wait(table, -1), GMP_CANCELLED);
+    other.join();
+    gmp_table_cancel(nullptr);
+}
+
+TEST_F(GmpTable, SaysThatItsTableIsGone) {
+    red = nullptr;
+    coll = nullptr;
+    const int descriptor = gmp_table_descriptor(table);
+    std::filesystem::remove_all(directory.path());
+    std::vector<gmp_change> changes;
+    int result = GMP_OK;
+    while (result == GMP_OK && isReadable(descriptor, 20'000))
+        result = gmp_table_changes(table, keepChange, &changes);
+    EXPECT_EQ(result, GMP_ERROR_GONE);
+    EXPECT_EQ(std::string(gmp_error_text()).find(directory.path().string()), 0u)
+        << gmp_error_text();
+    EXPECT_EQ(gmp_table_wait(table, 20'000), GMP_ERROR_GONE);
+}
+
 TEST_F(GmpTable, RefusesNullPointersAndValuesOutOfRangeByName) {
     gmp_table* other = table;
     EXPECT_EQ(gmp_table_open(nullptr, &other), GMP_ERROR_ARGUMENT);
@@ -177,6 +220,7 @@ TEST_F(GmpTable, RefusesNullPointersAndValuesOutOfRangeByName) {
     EXPECT_EQ(gmp_table_changes(nullptr, keepChange, nullptr), GMP_ERROR_ARGUMENT);
     EXPECT_EQ(gmp_table_changes(table, nullptr, nullptr), GMP_ERROR_ARGUMENT);
     EXPECT_EQ(gmp_table_wait(nullptr, 0), GMP_ERROR_ARGUMENT);
+    EXPECT_EQ(gmp_table_descriptor(nullptr), GMP_ERROR_ARGUMENT);
     gmp_table_close(nullptr);
 
     gmp_status_key status = statusKey("red");

@@ -1,5 +1,6 @@
-# Installs BUILD under PREFIX, builds the example with find_package(irbmc) in WORK, runs it, and
-# compares what it prints with what its own last comment says.
+# Installs BUILD under PREFIX, builds the examples in C++ with find_package(irbmc) in WORK, that in C
+# with the C compiler, and runs them: the agent must print what is expected, the readers must print
+# what CHECK_READER wants of them.
 function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
@@ -21,3 +22,10 @@ foreach(example embed fulldisk)
     message(FATAL_ERROR "the example ${example} printed\n${printed}and not\n${expected}")
   endif()
 endforeach()
+
+run(${CHECK_READER} ${PREFIX}/bin/irbmc ${WORK}/follow)
+if(NOT SANITIZE)  # whose runtime is the C++ compiler's
+  run(cc -std=c99 -pedantic -Wall -Wextra -Werror -I${PREFIX}/include/irbmc ${EXAMPLES}/pim-reader.c
+    -L${PREFIX}/${LIBDIR} -Wl,-rpath,${PREFIX}/${LIBDIR} -lGmpTable -o ${WORK}/pim-reader)
+  run(${CHECK_READER} ${PREFIX}/bin/irbmc ${WORK}/pim-reader)
+endif()

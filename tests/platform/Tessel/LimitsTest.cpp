@@ -147,7 +147,7 @@ TEST_F(TableLimits, LeaveTheTableUsableInLittleAddressSpace) {
     if (isSanitized) GTEST_SKIP() << "a sanitizer needs more address space than the limit";
     StatusColl::open(directory.path());
     // Also where the largest part that is there leaves nothing for anything else.
-    for (const std::size_t megabytes : {40, 65, 130, 513, 520, 1025}) {
+    for (const std::size_t megabytes : {40u, 65u, 130u, 513u, 520u, 1025u}) {
         Process limited([&] {
             addressSpaceLeftIs(megabytes << 20);
             const auto coll = StatusColl::open(directory.path());

@@ -62,7 +62,7 @@ class TableAccessControl : public ::testing::Test {
 };
 
 TEST_F(TableAccessControl, LetsNobodyInButTheOwnerWhateverTheUmask) {
-    for (const mode_t mask : {0, 022, 0777}) {
+    for (const mode_t mask : {0u, 022u, 0777u}) {
         const mode_t before = umask(mask);
         const TempDirectory other;
         chmod(other.path().c_str(), 0700);

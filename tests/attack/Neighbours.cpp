@@ -16,6 +16,7 @@
 #include <ctime>
 
 #include "Operation.h"
+#include "Rix/FileDescriptor.h"
 #include "Run.h"
 #include "Witness.h"
 #include "platform/Tessel/Process.h"

@@ -12,12 +12,14 @@
 #include "ChangeLine.h"
 #include "Replay/Streams.h"
 #include "Replay/Wording.h"
+#include "Routing/Gmp/Tessel/TableGoneError.h"
 
 namespace Irbmc {
 
 namespace {
 
 using Routing::Gmp::Tessel::TableChange;
+using Routing::Gmp::Tessel::TableGoneError;
 using Routing::Gmp::Tessel::TableReader;
 
 /// How long a watcher looks at nothing but the table: what else can happen to it is seen that late.
@@ -127,12 +129,8 @@ void ShowCommand::watch(Output& output, Watched table, const TableFilter& filter
     while (true) {
         try {
             follow(output, table, filter);
-        } catch (const OutputError&) {
-            throw;
-        } catch (const std::system_error&) {
-            // Its files may go one by one.
-            std::this_thread::sleep_for(lookout);
-            if (TableFileId::of(directory_) == table.file) throw;
+        } catch (const TableGoneError&) {
+            // As it is told below: the reader noticed it first.
         }
         output.flush();
         Replay::tell("irbmc: " + directory_ + ": the table was removed or replaced");

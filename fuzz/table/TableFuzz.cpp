@@ -72,7 +72,7 @@ class Base {
             std::error_code ignored;
             std::filesystem::remove_all(instance().directory_, ignored);
         });
-        Tessel::StatusColl::open(directory_);
+        Tessel::StatusColl::open(directory_, {}, Tessel::TableOptions{64});
         load();
         // The same table in every run: its seeds are not random.
         for (std::size_t i = 0; i < 6; ++i)
@@ -116,13 +116,13 @@ class Base {
         auto* const header = reinterpret_cast<Storage::Header*>(words.data());
         header->checksum = 0;
         header->checksum = Storage::checksum(~0u, words.data(), sizeof(Storage::Header) / 8);
-        for (std::size_t i = 0; i < 2; ++i)
-            sealStatuses(words, words[2 * wordsAPage + i]);
+        const Storage::Dimensions dimensions{header->logEntries};
+        for (std::uint32_t i = 0; i < 2; ++i)
+            sealStatuses(words, std::size_t{dimensions.statusPage()} + i);
     }
 
   private:
-    static void sealStatuses(Words& words, std::uint64_t reference) {
-        const std::size_t page = reference & 0xffffffff;
+    static void sealStatuses(Words& words, std::size_t page) {
         if (page == 0 || page >= words.size() / wordsAPage) return;
         for (std::size_t i = 0; i < Storage::statusEntriesAPage; ++i) {
             std::uint64_t* const entry =
@@ -135,10 +135,10 @@ class Base {
     static void sealDirectory(Words& words, std::size_t page) {
         if (page == 0 || page >= words.size() / wordsAPage) return;
         std::uint64_t* const directory = &words[page * wordsAPage];
-        const std::uint64_t entries = std::uint64_t{1} << (directory[2] >> 32) % 64;
-        if (entries > words.size() - page * wordsAPage - 4) return;
-        const std::uint32_t crc = Storage::checksum(~0u, directory, 3);
-        directory[3] = Storage::checksum(crc, directory + 4, entries);
+        const std::uint64_t nodeWords = directory[3] & 0xffffffff;
+        if (nodeWords > words.size() - page * wordsAPage - 6) return;
+        const std::uint32_t crc = Storage::checksum(~0u, directory, 4);
+        directory[4] = Storage::paired(Storage::checksum(crc, directory + 6, nodeWords));
     }
 
     std::filesystem::path directory_;

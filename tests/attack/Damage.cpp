@@ -11,6 +11,7 @@
 
 #include "Operation.h"
 #include "Rix/CorruptionError.h"
+#include "Rix/FileDescriptor.h"
 #include "Run.h"
 #include "Witness.h"
 #include "platform/Tessel/Process.h"

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "Operation.h"
+#include "Rix/FileDescriptor.h"
 #include "Run.h"
 #include "platform/Tessel/Process.h"
 

@@ -10,6 +10,7 @@
 #include "Rix/CorruptionError.h"
 #include "Routing/Gmp/Tessel/Storage/Checksum.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
+#include "Routing/Gmp/Tessel/Storage/Segment.h"
 
 namespace Tessel::Test {
 
@@ -20,10 +21,11 @@ namespace Storage = Routing::Gmp::Tessel::Storage;
 constexpr std::size_t wordsAPage = Storage::pageBytes / 8;
 constexpr std::size_t wordsAnEntry = sizeof(Storage::StatusEntry) / 8;
 constexpr std::size_t rootInEntry = offsetof(Storage::StatusEntry, root) / 8;
-constexpr std::size_t extentsInDirectory = sizeof(Storage::DirectoryHeader) / 8;
+constexpr std::size_t nodesInDirectory = sizeof(Storage::DirectoryHeader) / 8;
+constexpr std::size_t entriesInDirectory = nodesInDirectory + Storage::nodeHeaderWords;
 
-constexpr std::uint64_t extent(std::uint64_t page, std::uint64_t pages) {
-    return pages << 32 | page;
+constexpr std::uint64_t extent(std::uint64_t page, std::uint64_t pages, std::uint64_t number = 0) {
+    return number << 40 | pages << 32 | page;
 }
 
 /// The words of a table's file, to be changed and sealed again with their checksums.
@@ -48,17 +50,17 @@ class Crafted {
     }
     std::uint64_t pages() const { return words_.size() / wordsAPage; }
 
-    /// The first word of the status in one of the places of the list's first page.
+    Storage::Dimensions dimensions() const { return {static_cast<std::uint32_t>(words_[2] >> 32)}; }
+    /// The first word of the status in one of the places of the first page of entries.
     std::size_t entry(std::size_t place) const {
-        const std::uint64_t page = words_[Storage::statusListPage * wordsAPage] & 0xffffffff;
-        return page * wordsAPage + place * wordsAnEntry;
+        return dimensions().statusPage() * wordsAPage + place * wordsAnEntry;
     }
     std::size_t directory(std::size_t place) const {
         return (words_[entry(place) + rootInEntry] & 0xffffffff) * wordsAPage;
     }
     /// The first page of its first segment.
     std::uint64_t segmentPage(std::size_t place) const {
-        return words_[directory(place) + extentsInDirectory] & 0xffffffff;
+        return words_[directory(place) + entriesInDirectory] & 0xffffffff;
     }
 
     void sealHeader() {
@@ -70,20 +72,29 @@ class Crafted {
         words_[first + 1] &= 0xffffffff;
         words_[first + 1] |= std::uint64_t{checksumOf(first, 15)} << 32;
     }
-    /// Gives a directory these extents, whose number is a power of two.
-    void directoryIs(std::size_t place, const std::vector<std::uint64_t>& extents) {
+    /// Gives a directory one node of these entries, whose number is a power of two.
+    void directoryIs(std::size_t place, const std::vector<std::uint64_t>& entries,
+                     std::uint64_t segments) {
+        std::vector<std::uint64_t> nodes{
+            static_cast<std::uint64_t>(std::countr_zero(entries.size())), 0, 0};
+        nodes.insert(nodes.end(), entries.begin(), entries.end());
+        nodesAre(place, nodes, 1, segments);
+    }
+    void nodesAre(std::size_t place, const std::vector<std::uint64_t>& nodes, std::uint64_t number,
+                  std::uint64_t segments) {
         const std::size_t first = directory(place);
-        const auto depth = static_cast<std::uint64_t>(std::countr_zero(extents.size()));
-        words_[first + 2] = depth << 32 | (words_[first + 2] & 0xffffffff);
-        std::vector<std::uint64_t> checked(&words_[first], &words_[first + 3]);
-        checked.insert(checked.end(), extents.begin(), extents.end());
-        words_[first + 3] = Storage::checksum(0xffffffff, checked.data(), checked.size());
-        std::copy(extents.begin(), extents.end(), &words_[first + extentsInDirectory]);
+        words_[first + 2] = number << 32 | (words_[first + 2] & 0xffffffff);
+        words_[first + 3] = segments << 32 | nodes.size();
+        std::vector<std::uint64_t> checked(&words_[first], &words_[first + 4]);
+        checked.insert(checked.end(), nodes.begin(), nodes.end());
+        words_[first + 4] =
+            Storage::paired(Storage::checksum(0xffffffff, checked.data(), checked.size()));
+        std::copy(nodes.begin(), nodes.end(), &words_[first + nodesInDirectory]);
     }
     /// The first word of the latest change in the log.
     std::size_t latestChange() const {
         const std::uint64_t changes = words_[Storage::controlPage * wordsAPage];
-        return Storage::logPage * wordsAPage + (changes - 1) % Storage::logEntries * 8;
+        return Storage::logPage * wordsAPage + (changes - 1) % dimensions().logEntries * 8;
     }
     void sealChange(std::size_t first) {
         words_[first + 7] &= ~std::uint64_t{0xffffffff};
@@ -104,34 +115,53 @@ class CraftedTable : public ::testing::Test {
   protected:
     /// Closed, with a status red in place 0 and a status blue in place 1.
     CraftedTable() {
-        const auto coll = StatusColl::open(directory.path());
+        const auto coll = StatusColl::open(directory.path(), {}, TableOptions{64});
         statusOf(*coll, vrf("red"))->membershipIs(include(numberedKey(1)));
         statusOf(*coll, vrf("blue"))->membershipIs(include(numberedKey(2)));
     }
 
-    std::string writersRefusal() const {
+    /// A report without the file's name, which it must start with.
+    std::string withoutPath(const std::string& text) const {
+        const std::string begin = directory.table().string() + ": ";
+        EXPECT_TRUE(text.starts_with(begin)) << text;
+        return text.starts_with(begin) ? text.substr(begin.size()) : text;
+    }
+    /// Why neither writer nor reader opens the table.
+    std::string refusal() const {
+        EXPECT_THROW(TableReader(directory.path()), Rix::CorruptionError);
         try {
             StatusColl::open(directory.path());
         } catch (const Rix::CorruptionError& error) {
-            return error.what();
+            return withoutPath(error.what());
         }
         return "opened";
     }
-    /// What opening says, as writer; reading reports something, too, or is refused.
-    std::string refusal() const {
-        try {
-            EXPECT_FALSE(TableReader(directory.path()).faults().empty());
-        } catch (const Rix::CorruptionError&) {
-        }
-        const std::string text = writersRefusal();
-        const std::string begin = directory.table().string() + ": ";
-        return text.starts_with(begin) ? text.substr(begin.size()) : text;
+    /// What the check finds.
+    std::vector<std::string> faults() const {
+        std::vector<std::string> all;
+        for (const std::string& fault : TableReader(directory.path()).faults())
+            all.push_back(withoutPath(fault));
+        return all;
     }
+    /// What a writer reports when it opens the table. The status blue is as it was, and the check
+    /// finds nothing any more.
+    std::vector<std::string> reportsOfStart() const {
+        std::vector<std::string> reports;
+        const auto coll = StatusColl::open(directory.path());
+        coll->corruptionHandlerIs([&](std::string_view message) {
+            reports.push_back(withoutPath(std::string(message)));
+        });
+        for (const auto& [key, status] : *coll)
+            EXPECT_EQ(sorted(*status).size(), status->memberships());
+        const auto blue = coll->gmpStatus(vrf("blue"));
+        EXPECT_TRUE(blue);
+        if (!blue) return reports;
+        EXPECT_EQ(sorted(*blue), std::vector<Membership>{include(numberedKey(2))});
+        EXPECT_EQ(faults(), Texts());
+        return reports;
+    }
+    using Texts = std::vector<std::string>;
     Crafted craft() const { return Crafted(directory.table()); }
-    std::string refusalOfExtents(const std::vector<std::uint64_t>& extents) const {
-        craft().directoryIs(0, extents);
-        return refusal();
-    }
 
     const TempDirectory directory;
 };
@@ -148,61 +178,120 @@ TEST_F(CraftedTable, OfOtherDimensionsIsRefused) {
     }
 }
 
-TEST_F(CraftedTable, WhoseListOfStatusesLeavesTheFileIsRefused) {
-    for (const std::uint32_t page : {Storage::statusListPage, 100000u}) {
-        craft().word(Storage::statusListPage * wordsAPage) = std::uint64_t{~page} << 32 | page;
-        EXPECT_EQ(refusal(), "the list of statuses is damaged");
-    }
-}
-
-TEST_F(CraftedTable, WithAVrfNameThatIsTooLongIsRefused) {
+TEST_F(CraftedTable, WithAVrfNameThatIsTooLongLosesThatStatus) {
     {
         Crafted table = craft();
         table.word(table.entry(0) + 2) = 101u << 8 | 1u;
         table.sealIdentity(0);
     }
-    EXPECT_EQ(refusal(), "entry 0 of the list of statuses is damaged");
+    EXPECT_EQ(faults(), Texts{"entry 0 of the list of statuses is damaged"});
+    EXPECT_EQ(reportsOfStart(),
+              Texts{"entry 0 of the list of statuses is damaged; its status is lost"});
+    EXPECT_FALSE(StatusColl::open(directory.path())->gmpStatus(vrf("red")));
 }
 
-TEST_F(CraftedTable, WithTwoStatusesOfOneNameIsRefusedToItsWriter) {
+TEST_F(CraftedTable, WithTwoStatusesOfOneNameLosesTheSecond) {
     {
         Crafted table = craft();
         for (std::size_t i = 2; i < 16; ++i)
             table.word(table.entry(1) + i) = table.word(table.entry(0) + i);
         table.sealIdentity(1);
     }
-    EXPECT_EQ(writersRefusal(), directory.table().string() + ": status 'red.irb' is there twice");
+    EXPECT_EQ(faults(), Texts{"status 'red.irb' is there twice"});
+    const auto coll = StatusColl::open(directory.path());
+    EXPECT_EQ(coll->gmpStatuses(), 1u);
+    EXPECT_EQ(sorted(*coll->gmpStatus(vrf("red"))),
+              std::vector<Membership>{include(numberedKey(1))});
 }
 
-TEST_F(CraftedTable, WithAPageThatTwoStatusesUseIsRefusedToItsWriter) {
-    std::uint64_t page = 0;
+TEST_F(CraftedTable, WithAnIdentifierThatTwoStatusesHaveLosesTheSecond) {
     {
         Crafted table = craft();
-        page = table.segmentPage(0);
-        table.directoryIs(1, {extent(page, 1)});
+        for (std::size_t i = 0; i < 24; ++i)
+            table.word(table.entry(2) + i) = table.word(table.entry(0) + i);
+        table.word(table.entry(2) + 3) ^= 1;
+        table.sealIdentity(2);
     }
-    EXPECT_EQ(writersRefusal(), directory.table().string() + ": page " + std::to_string(page) +
-                                    " is used twice or lies outside the file");
+    const Texts found = faults();
+    EXPECT_EQ(std::count_if(found.begin(), found.end(),
+                            [](const std::string& fault) {
+                                return fault.ends_with("has the identifier of another one");
+                            }),
+              1);
+    const Texts reports = reportsOfStart();
+    ASSERT_EQ(reports.size(), 1u);
+    EXPECT_TRUE(reports[0].ends_with("is there twice; the second one is lost")) << reports[0];
 }
 
-TEST_F(CraftedTable, WithASegmentOutsideItsFileIsRefused) {
+TEST_F(CraftedTable, WithAPageThatTwoStatusesUseLosesOneOfThem) {
+    {
+        Crafted table = craft();
+        table.directoryIs(0, {extent(table.directory(1) / wordsAPage, 1)}, 1);
+        table.word(table.entry(1) + rootInEntry) += 0;
+    }
+    const Texts found = faults();
+    EXPECT_EQ(
+        std::count_if(found.begin(), found.end(),
+                      [](const std::string& fault) { return fault.ends_with("of another one"); }),
+        1);
+    EXPECT_EQ(StatusColl::open(directory.path())->gmpStatuses(), 1u);
+}
+
+/// The status red with a directory that is sealed and makes no sense. Its memberships are lost, and
+/// nothing else.
+class CraftedDirectory : public CraftedTable {
+  protected:
+    void expectLost(const std::string& why) const {
+        EXPECT_EQ(faults(), Texts{"status 'red.irb': " + why});
+        EXPECT_TRUE(sorted(TableReader(directory.path()).status(vrf("red")).value()).empty());
+        EXPECT_EQ(reportsOfStart(),
+                  Texts{"status 'red.irb': " + why + "; its memberships are lost"});
+    }
+};
+
+TEST_F(CraftedDirectory, WithASegmentOutsideItsFile) {
     const std::uint64_t pages = craft().pages();
-    for (const std::uint64_t outside :
-         {extent(Storage::statusListPage, 1), extent(pages, 1), extent(pages - 1, 2)}) {
-        EXPECT_EQ(refusalOfExtents({outside}), "status 'red.irb': a segment lies outside the file");
-    }
+    craft().directoryIs(0, {extent(pages - 1, 2)}, 1);
+    expectLost("a segment lies outside the file");
 }
 
-TEST_F(CraftedTable, WithSegmentsOfImpossibleLengthsOrOrderIsRefused) {
+TEST_F(CraftedDirectory, WithASegmentInsideTheChangeLog) {
+    craft().directoryIs(0, {extent(Storage::logPage + 5, 1)}, 1);
+    expectLost("a segment lies outside the file");
+}
+
+TEST_F(CraftedDirectory, WithASegmentOfAnImpossibleLength) {
+    craft().directoryIs(0, {extent(craft().segmentPage(0), 3)}, 1);
+    expectLost("its directory makes no sense");
+}
+
+TEST_F(CraftedDirectory, WithASegmentAtTwoPlaces) {
     const std::uint64_t a = craft().segmentPage(0);
-    const std::uint64_t b = craft().segmentPage(1);
-    for (const std::vector<std::uint64_t>& extents :
-         {std::vector{extent(a, 3)},
-          std::vector{extent(a, 1), extent(b, 1), extent(a, 1), extent(b, 1)}}) {
-        EXPECT_EQ(refusalOfExtents(extents), "status 'red.irb': its directory makes no sense");
-    }
-    std::filesystem::resize_file(directory.table(), std::size_t{256} * Storage::pageBytes);
-    EXPECT_EQ(refusalOfExtents({extent(a, 128)}), "status 'red.irb': its directory makes no sense");
+    const std::uint64_t b = craft().pages() - 1;
+    craft().directoryIs(0, {extent(a, 1), extent(b, 1, 1), extent(a, 1), extent(b, 1, 1)}, 2);
+    expectLost("its directory makes no sense");
+}
+
+TEST_F(CraftedDirectory, WithTwoSegmentsOfOneNumber) {
+    const std::uint64_t a = craft().segmentPage(0);
+    craft().directoryIs(0, {extent(a, 1), extent(craft().pages() - 1, 1)}, 1);
+    expectLost("its directory makes no sense");
+}
+
+TEST_F(CraftedDirectory, WithANodeThatNamesItself) {
+    craft().directoryIs(0, {Storage::nodeEntryBit}, 0);
+    expectLost("its directory makes no sense");
+}
+
+TEST_F(CraftedDirectory, WithANodeThatNobodyNames) {
+    const std::uint64_t a = craft().segmentPage(0);
+    craft().nodesAre(0, {0, 0, 0, extent(a, 1), 0, 7, 7, extent(craft().pages() - 1, 1, 1)}, 2, 2);
+    expectLost("its directory makes no sense");
+}
+
+TEST_F(CraftedDirectory, WithMoreNodesThanItHasRoomFor) {
+    craft().nodesAre(0, {0, 0, 0, extent(craft().segmentPage(0), 1)}, 3, 1);
+    expectLost("its directory is damaged");
 }
 
 /// Places of a segment of one page: one that is live, one that was and one that never was.
@@ -219,11 +308,33 @@ std::size_t record(std::size_t segment, std::size_t place) {
     return segment + Storage::recordsOffset(groups) + place * sizeof(Storage::Record);
 }
 
+/// The byte of a place's tag in a segment.
+std::size_t tagByte(std::size_t segment, std::size_t place) {
+    return segment + place / Storage::wordPlaces * 8 + place % Storage::wordPlaces;
+}
+
+std::uint8_t tagAt(Crafted& table, std::size_t segment, std::size_t place) {
+    return table.byte(tagByte(segment, place)) & 0x7f;
+}
+
+/// Gives a place of the status in place 0 a tag, in a sound word.
+void tagIs(Crafted& table, std::size_t place, std::uint8_t tag) {
+    const std::size_t segment = table.segmentPage(0) * Storage::pageBytes;
+    const std::size_t number = place / Storage::wordPlaces;
+    std::uint8_t& byte = table.byte(tagByte(segment, place));
+    byte = static_cast<std::uint8_t>((byte & 0x80) | tag);
+    std::uint64_t& word = table.word(segment / 8 + number);
+    const std::uint32_t salt =
+        Storage::segmentSalt(Storage::statusChecksum(table.word(table.entry(0) + 1)),
+                             static_cast<Storage::PageNumber>(table.segmentPage(0)));
+    word = Storage::sealedTags(word & Storage::tagBits, salt + static_cast<std::uint32_t>(number));
+}
+
 Places placesOf(Crafted& table, std::size_t segment) {
     constexpr std::uint8_t removedKind = 2;
     Places places;
     for (std::size_t place = 0; place < std::size_t{groups} * Storage::groupPlaces; ++place) {
-        const std::uint8_t tag = table.byte(segment + place);
+        const std::uint8_t tag = tagAt(table, segment, place);
         const std::uint8_t kind =
             table.byte(record(segment, place) + offsetof(Storage::Record, state) + 5);
         if (kind == removedKind) {
@@ -245,7 +356,7 @@ TEST_F(CraftedTable, WithATagButNoRecordHasThatFault) {
         Crafted table = craft();
         const std::size_t segment = table.segmentPage(0) * Storage::pageBytes;
         const Places places = placesOf(table, segment);
-        table.byte(segment + places.removed) = table.byte(segment + places.live);
+        tagIs(table, places.removed, tagAt(table, segment, places.live));
     }
     const auto faults = TableReader(directory.path()).faults();
     ASSERT_EQ(faults.size(), 1u);
@@ -272,7 +383,7 @@ class CraftedTag : public CraftedTable {
         if (isRecordToo) {
             table.byte(record(segment, live)) ^= 1;
         } else {
-            table.byte(segment + live) ^= 1;
+            table.byte(tagByte(segment, live)) ^= 1;
         }
     }
     void open() {
@@ -307,8 +418,8 @@ TEST_F(CraftedTag, OfADamagedRecordCannotBeMendedAndTheMembershipIsLost) {
     damage(true);
     open();
     EXPECT_TRUE(sorted(*red).empty());
-    ASSERT_EQ(reports.size(), 1u);
-    EXPECT_TRUE(reports[0].ends_with("is damaged; its membership is lost")) << reports[0];
+    ASSERT_EQ(reports.size(), 2u);
+    EXPECT_TRUE(reports[1].ends_with("is damaged; its membership is lost")) << reports[1];
     EXPECT_EQ(red->memberships(), 0u);
 }
 
@@ -321,7 +432,7 @@ TEST_F(CraftedTable, WithARecordThatItsKeyDoesNotFindHasThatFault) {
             table.byte(record(segment, places.unused) + i) =
                 table.byte(record(segment, places.live) + i);
         }
-        table.byte(segment + places.unused) = table.byte(segment + places.live);
+        tagIs(table, places.unused, tagAt(table, segment, places.live));
     }
     const auto faults = TableReader(directory.path()).faults();
     ASSERT_EQ(faults.size(), 1u);
@@ -332,7 +443,7 @@ TEST_F(CraftedTable, OfAWriterThatWasKilledBeforeItTaggedARecordTakesTheMembersh
     {
         Crafted table = craft();
         const std::size_t segment = table.segmentPage(0) * Storage::pageBytes;
-        table.byte(segment + placesOf(table, segment).live) = Storage::emptyTag;
+        tagIs(table, placesOf(table, segment).live, Storage::emptyTag);
     }
     const auto coll = StatusColl::open(directory.path());
     const auto red = coll->gmpStatus(vrf("red"));
@@ -362,7 +473,10 @@ TEST_F(CraftedTable, WithHolesGetsItsMemoryBeforeItIsWritten) {
     const auto coll = StatusColl::open(directory.path());
     struct stat after {};
     ASSERT_EQ(stat(directory.table().c_str(), &after), 0);
-    EXPECT_GE(after.st_blocks * 512, after.st_size);
+    // But for the status entries that nobody needed yet.
+    const auto spared =
+        static_cast<std::streamoff>((Storage::maxStatusPages - 1) * Storage::pageBytes);
+    EXPECT_GE(after.st_blocks * 512, after.st_size - spared);
     EXPECT_EQ(coll->gmpStatus(vrf("red"))->memberships(), 1u);
 }
 

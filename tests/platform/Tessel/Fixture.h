@@ -28,6 +28,7 @@ using Routing::Gmp::Tessel::Status;
 using Routing::Gmp::Tessel::StatusColl;
 using Routing::Gmp::Tessel::StatusReader;
 using Routing::Gmp::Tessel::TableChange;
+using Routing::Gmp::Tessel::TableOptions;
 using Routing::Gmp::Tessel::TableReader;
 using Routing::Gmp::Tessel::VrfApp;
 

@@ -35,6 +35,9 @@ class SmallFileSystem {
     bool mounted_ = false;
 };
 
+/// What leaves the most room for memberships.
+constexpr TableOptions smallest{64};
+
 /// The message of the system error that `action` raises; empty if it raises none.
 std::string errorOf(const std::function<void()>& action) {
     try {
@@ -47,7 +50,7 @@ std::string errorOf(const std::function<void()>& action) {
 
 /// Inserts until the table says that it cannot, and checks that nothing is lost by that.
 void fillUntilRefused(const std::filesystem::path& directory) {
-    const auto coll = StatusColl::open(directory);
+    const auto coll = StatusColl::open(directory, {}, smallest);
     const auto red = statusOf(*coll, vrf("red"));
     std::uint32_t count = 0;
     const std::string message = errorOf([&] {
@@ -94,7 +97,7 @@ TEST_F(TableLimits, AreToldWhenAStatusFindsNoMemoryAndTheOthersStay) {
     const auto path = directory.path() / "small";
     const SmallFileSystem small(path, "768k");
     if (!small.isMounted()) GTEST_SKIP() << "only root may mount a small file system";
-    const auto coll = StatusColl::open(path);
+    const auto coll = StatusColl::open(path, {}, smallest);
     std::size_t count = 0;
     const std::string message = errorOf([&] {
         for (; count < 10000; ++count) {
@@ -110,7 +113,7 @@ TEST_F(TableLimits, AreToldWhenAStatusFindsNoMemoryAndTheOthersStay) {
 
 TEST_F(TableLimits, AreToldWhenTheProcessMayNotWriteLongerFiles) {
     Process limited([&] {
-        const struct rlimit limit = {2 << 20, 2 << 20};
+        const struct rlimit limit = {4 << 20, 4 << 20};
         setrlimit(RLIMIT_FSIZE, &limit);
         fillUntilRefused(directory.path());
         if (::testing::Test::HasFailure()) throw std::runtime_error("see above");

@@ -11,6 +11,9 @@ import sys
 
 PAGE = 4096
 WORD = (1 << 64) - 1
+NO_LIFE = 0x5A5A5A5A5A5A5A5A
+TAG_BITS = 0x007F7F7F7F7F7F7F
+SIP_TEXT = (0x736F6D6570736575, 0x646F72616E646F6D, 0x6C7967656E657261, 0x7465646279746573)
 
 
 def make_crc_table():
@@ -41,6 +44,46 @@ def fold(a, b):
     return product >> 64 ^ product & WORD
 
 
+def paired(word):
+    return word >> 32 == word & 0xFFFFFFFF ^ 0xFFFFFFFF
+
+
+def check_sum(total, current, next_, what):
+    for guard in current, next_:
+        if guard >> 32 & 1 and guard & 0xFFFFFFFF == total & 0xFFFFFFFF:
+            return
+    raise Damage("sum over the " + what)
+
+
+def rotate(word, bits):
+    return (word << bits | word >> 64 - bits) & WORD
+
+
+def sip_hash(seeds, values):
+    v = [seed ^ text for seed, text in zip(seeds * 2, SIP_TEXT)]
+
+    def round_():
+        v[0] = v[0] + v[1] & WORD
+        v[1] = rotate(v[1], 13) ^ v[0]
+        v[0] = rotate(v[0], 32)
+        v[2] = v[2] + v[3] & WORD
+        v[3] = rotate(v[3], 16) ^ v[2]
+        v[0] = v[0] + v[3] & WORD
+        v[3] = rotate(v[3], 21) ^ v[0]
+        v[2] = v[2] + v[1] & WORD
+        v[1] = rotate(v[1], 17) ^ v[2]
+        v[2] = rotate(v[2], 32)
+
+    for value in values + (len(values) * 8 << 56,):
+        v[3] ^= value
+        round_()
+        v[0] ^= value
+    v[2] ^= 0xFF
+    for _ in range(3):
+        round_()
+    return v[0] ^ v[1] ^ v[2] ^ v[3]
+
+
 class Damage(Exception):
     pass
 
@@ -53,28 +96,35 @@ class Table:
         if header[:8] != b"GMPTABLE":
             raise Damage("not a table")
         mark, version, page, log = struct.unpack_from("<4I", header, 8)
-        if (mark, version, page, log) != (0x01020304, 1, PAGE, 4096):
+        if (mark, version, page) != (0x01020304, 2, PAGE):
             raise Damage("another version")
         if struct.unpack_from("<I", header, 76)[0] != checksum(header[:76] + bytes(4)):
             raise Damage("header")
         self.seeds = struct.unpack_from("<5Q", header, 32)
-        self.changes = self.word(PAGE)
+        self.salt = struct.unpack_from("<I", header, 24)[0]
+        self.first_entry_page = 2 + log // 64
 
     def word(self, offset):
         return struct.unpack_from("<Q", self.data, offset)[0]
 
     def statuses(self):
-        for number in range(512):
-            reference = self.word(2 * PAGE + number * 8)
-            if reference == 0:
-                return
-            page = reference & 0xFFFFFFFF
-            if reference >> 32 != page ^ 0xFFFFFFFF:
-                raise Damage("list of statuses")
-            for entry in range(21):
-                offset = page * PAGE + entry * 192
-                if self.word(offset) != 0:
-                    yield Status(self, offset)
+        pages, last, current, next_ = struct.unpack_from("<4Q", self.data, PAGE + 64)
+        if not paired(pages) or not paired(last):
+            raise Damage("control page")
+        total = self.salt
+        for number in range((pages >> 32) * 21):
+            page, entry = self.first_entry_page + number // 21, number % 21
+            offset = page * PAGE + entry * 192
+            if self.word(offset) == NO_LIFE:
+                continue
+            status = Status(self, offset)
+            root = self.word(offset + 128)
+            total += fold(
+                status.id ^ 0xD6E8FEB86659FD93,
+                fold((root + number) & WORD, 0x9E3779B97F4A7C15),
+            )
+            yield status
+        check_sum(total, current, next_, "list of statuses")
 
     def hash(self, key):
         k, s = struct.unpack("<5Q", key), self.seeds
@@ -98,33 +148,64 @@ class Status:
     def read_directory(self, root):
         offset = (root & 0xFFFFFFFF) * PAGE
         data = self.table.data
-        magic, status, generation, crc = struct.unpack_from("<8s3Q", data, offset)
-        self.depth = generation >> 32
-        end = offset + 32 + (8 << self.depth)
-        if magic != b"GMPTDIR1" or status != self.id or generation & 0xFFFFFFFF != root >> 32:
+        magic, status, generation, sizes, crc = struct.unpack_from("<8s4Q", data, offset)
+        begin, size = offset + 48, sizes & 0xFFFFFFFF
+        end = begin + 8 * size
+        if magic != b"GMPTDIR2" or status != self.id or generation & 0xFFFFFFFF != root >> 32:
             raise Damage("directory")
-        if crc != checksum(data[offset : offset + 24] + data[offset + 32 : end]):
+        right = checksum(data[offset : offset + 32] + data[begin:end])
+        if not paired(crc) or crc >> 32 != right:
             raise Damage("directory checksum")
-        self.entries = struct.unpack_from("<%dQ" % (1 << self.depth), data, offset + 32)
+        self.guards = offset + (48 + 8 * size + 15) // 16 * 16
+        self.nodes = []
+        for _ in range(generation >> 32):
+            depth, *seeds = struct.unpack_from("<3Q", data, begin)
+            entries = struct.unpack_from("<%dQ" % (1 << depth), data, begin + 24)
+            self.nodes.append((depth, tuple(seeds), entries))
+            begin += 24 + (8 << depth)
 
-    def segments(self):
+    def segments(self, node=0):
         last = None
-        for entry in self.entries:
-            if entry != last:
-                yield Segment(self, entry & 0xFFFFFFFF, entry >> 32)
+        for entry in self.nodes[node][2]:
+            if entry == last:
+                continue
             last = entry
+            if entry >> 63:
+                yield from self.segments(entry & 0xFFFFFFFF)
+            else:
+                yield Segment(self, entry)
 
-    def segment_of(self, hash_):
-        entry = self.entries[hash_ >> (64 - self.depth) if self.depth else 0]
-        return Segment(self, entry & 0xFFFFFFFF, entry >> 32)
+    def find(self, key):
+        """The segment of a key, and the key's hash there."""
+        node, hash_ = 0, self.table.hash(key)
+        while True:
+            depth, _, entries = self.nodes[node]
+            entry = entries[hash_ >> (64 - depth) if depth else 0]
+            if not entry >> 63:
+                return Segment(self, entry), hash_
+            node = entry & 0xFFFFFFFF
+            hash_ = sip_hash(self.nodes[node][1], struct.unpack("<5Q", key))
 
 
 class Segment:
-    def __init__(self, status, page, pages):
+    def __init__(self, status, entry):
         self.status = status
-        self.groups = (PAGE * pages - 63) // 784
+        page, pages, number = entry & 0xFFFFFFFF, entry >> 32 & 0xFF, entry >> 40
+        self.groups = (PAGE * pages - 63) // 688
         self.tags = page * PAGE
         self.records = self.tags + (16 * self.groups + 63) // 64 * 64
+        self.salt = checksum(words(page), status.start)
+        self.guard = status.guards + 16 * number
+
+    def tag_word(self, number):
+        """Seven tags, once their checksum is found right."""
+        word = self.status.table.word(self.tags + 8 * number)
+        turned = rotate(word & TAG_BITS, 31)
+        crc = checksum(words(turned), self.salt + number & 0xFFFFFFFF)
+        check = (crc ^ crc << 31) & 0x7F80808080808080 | 1 << 63
+        if word != word & TAG_BITS | check:
+            raise Damage("tag")
+        return [word >> 8 * i & 0x7F for i in range(7)]
 
     def read(self, place):
         """The key and the filter mode at a place whose tag says that it is used."""
@@ -141,27 +222,29 @@ class Segment:
         return record[:40], state >> 32 & 0xFF
 
     def walk(self):
-        for place in range(self.groups * 16):
-            tag = self.status.table.data[self.tags + place]
-            if bin(tag).count("1") % 2:
-                raise Damage("tag")
-            if tag not in (0, 0x81):
+        total = self.salt
+        for number in range(self.groups * 2):
+            for i, tag in enumerate(self.tag_word(number)):
+                if tag < 2:
+                    continue
+                place = number * 7 + i
                 found = self.read(place)
                 if found:
+                    state = self.status.table.word(self.records + place * 48 + 40)
+                    total += fold(state, 0x9E3779B97F4A7C15)
                     yield found
+        current, next_ = struct.unpack_from("<2Q", self.status.table.data, self.guard)
+        check_sum(total, current, next_, "segment")
 
-    def look_up(self, key):
-        hash_ = self.status.table.hash(key)
-        bits = hash_ >> 32 & 0x7F
-        bits += 2 if bits < 2 else 0
-        wanted = bits | bin(bits).count("1") % 2 << 7
-        group = (hash_ & 0xFFFFFFFF) * self.groups >> 32
+    def look_up(self, key, hash_):
+        wanted = hash_ >> 32 & 0x7F
+        wanted += 2 if wanted < 2 else 0
+        group = ((hash_ & 0xFFFFFFFF) * self.groups * 14 >> 32) // 14
         for _ in range(self.groups):
-            first = self.tags + group * 16
-            tags = self.status.table.data[first : first + 16]
+            tags = self.tag_word(2 * group) + self.tag_word(2 * group + 1)
             for number, tag in enumerate(tags):
                 if tag == wanted:
-                    found = self.read(group * 16 + number)
+                    found = self.read(group * 14 + number)
                     if found and found[0] == key:
                         return found
             if 0 in tags:
@@ -191,7 +274,8 @@ def main():
     for status in table.statuses():
         for segment in status.segments():
             for key, mode in segment.walk():
-                if status.segment_of(table.hash(key)).look_up(key) != (key, mode):
+                where, hash_ = status.find(key)
+                if where.look_up(key, hash_) != (key, mode):
                     raise Damage("a record cannot be found by its key")
                 print(line(status, key, mode))
 

@@ -83,11 +83,10 @@ void Status::Walk::advance() {
 }
 
 bool Status::Walk::fill() {
-    if (isStarted_ && nextHash_ == 0) return false;
-    isStarted_ = true;
+    if (position_.empty()) return false;
     met_.clear();
     next_ = 0;
-    nextHash_ = status_->store_->segmentMemberships(nextHash_, met_);
+    position_ = status_->store_->segmentMemberships(position_, met_);
     status_->table_->checkMemory();
     changes_ = status_->changes_;
     return true;

@@ -115,10 +115,9 @@ class Status::Walk {
     bool isStillThere(Membership& membership) const;
 
     Lumo::Ptr<const Status> status_;
-    std::uint64_t id_;           ///< of the storage that is walked
-    std::uint64_t changes_ = 0;  ///< of the status, when `met_` was filled
-    std::uint64_t nextHash_ = 0;
-    bool isStarted_ = false;
+    std::uint64_t id_;                        ///< of the storage that is walked
+    std::uint64_t changes_ = 0;               ///< of the status, when `met_` was filled
+    std::vector<std::uint64_t> position_{0};  ///< of the next segment; empty behind the last
     bool isOver_ = false;
     std::vector<Membership> met_;  ///< what one segment held
     std::size_t next_ = 0;

@@ -34,8 +34,8 @@ StatusColl::~StatusColl() {
 }
 
 Lumo::Ptr<StatusColl> StatusColl::open(const std::filesystem::path& directory,
-                                       const TableAccess& access) {
-    return Lumo::make<StatusColl>(Storage::Table::open(directory, access));
+                                       const TableAccess& access, const TableOptions& options) {
+    return Lumo::make<StatusColl>(Storage::Table::open(directory, access, options));
 }
 
 Lumo::Ptr<StatusColl> StatusColl::anonymous() {
@@ -88,11 +88,11 @@ void StatusColl::gmpStatusDel(const VrfApp& key) {
 }
 
 void StatusColl::corruptionHandlerIs(std::function<void(std::string_view message)> handler) {
-    table_->listener().corruption = std::move(handler);
+    table_->corruptionListenerIs(std::move(handler));
 }
 
 void StatusColl::membershipObserverIs(std::function<void(const MembershipChange&)> observer) {
-    table_->listener().change = std::move(observer);
+    table_->changeListenerIs(std::move(observer));
 }
 
 Lumo::Ptr<StatusColl> StatusColl::handOver() {

@@ -15,6 +15,7 @@
 #include "Routing/Gmp/Tessel/MembershipChange.h"
 #include "Routing/Gmp/Tessel/Status.h"
 #include "Routing/Gmp/Tessel/TableAccess.h"
+#include "Routing/Gmp/Tessel/TableOptions.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
 namespace Routing::Gmp::Tessel {
@@ -50,11 +51,15 @@ class StatusColl final : public Lumo::Object<StatusColl> {
     ///         files, or if another writer has the table open
     ///         (std::errc::device_or_resource_busy); the message names the path
     /// @throws std::invalid_argument if more may wait than may read
-    /// @throws Rix::CorruptionError if the file there is not a GMP status table of this version, or
-    ///         is damaged in its structure; the message names the file, and nothing is written to
-    ///         it
+    /// @throws Rix::CorruptionError if the file there is not a GMP status table, is one of a later
+    ///         version, or has a damaged header; the message names the file, and nothing is
+    ///         written to it
+    /// @throws Rix::RangeError if an option is not allowed
+    /// A table of an earlier version is replaced by an empty one. Statuses and memberships that are
+    /// damaged are lost, and the corruption handler hears of them as soon as there is one.
     static Lumo::Ptr<StatusColl> open(const std::filesystem::path& directory,
-                                      const TableAccess& access = {});
+                                      const TableAccess& access = {},
+                                      const TableOptions& options = {});
     /// An empty table, private to this process.
     static Lumo::Ptr<StatusColl> anonymous();
 
@@ -79,8 +84,9 @@ class StatusColl final : public Lumo::Object<StatusColl> {
     Walk begin() const;
     std::default_sentinel_t end() const { return {}; }
 
-    /// Whom to tell of damage in the shared memory; replaces any earlier one. It is called from
-    /// inside the operation that met the damage and must not change this collection.
+    /// Whom to tell of damage in the shared memory; replaces any earlier one. It hears at once what
+    /// was found while there was none. Later it is called from inside the operation that met the
+    /// damage. It must not change this collection.
     void corruptionHandlerIs(std::function<void(std::string_view message)> handler);
     /// Whom to tell of every membership that comes, changes or goes, after it did; also of those
     /// that go with their status. Replaces any earlier one.

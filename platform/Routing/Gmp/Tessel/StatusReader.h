@@ -8,12 +8,13 @@
 #include <vector>
 
 #include "Routing/Gmp/Tessel/MembershipReading.h"
-#include "Routing/Gmp/Tessel/Storage/Directory.h"
-#include "Routing/Gmp/Tessel/Storage/Record.h"
-#include "Routing/Gmp/Tessel/Storage/TableFile.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
 namespace Routing::Gmp::Tessel {
+
+namespace Storage {
+class StatusView;
+}  // namespace Storage
 
 /// The memberships of one status, as another process sees them while the writer changes them.
 ///
@@ -24,7 +25,7 @@ class StatusReader {
   public:
     class Walk;
 
-    const VrfApp& key() const { return key_; }
+    const VrfApp& key() const;
     /// Whether the writer removed the status since. It reads as empty then, for good: a status that
     /// is added under the same key again is another one.
     bool isGone() const;
@@ -46,38 +47,18 @@ class StatusReader {
     /// What is wrong with the status, one text a fault, checked more closely than reading does.
     std::vector<std::string> faults();
 
+    StatusReader(const StatusReader& other);
+    StatusReader(StatusReader&&) noexcept;
+    StatusReader& operator=(const StatusReader& other);
+    StatusReader& operator=(StatusReader&&) noexcept;
+    ~StatusReader();
+
   private:
     friend class TableReader;
 
-    StatusReader(std::shared_ptr<const Storage::TableFile> file, const Storage::HashSeed& hashSeed,
-                 const Storage::StatusEntry& entry, VrfApp key, std::uint64_t id);
+    explicit StatusReader(std::unique_ptr<Storage::StatusView> view);
 
-    /// Brings the directory up to date. False if the status is gone or its directory damaged; the
-    /// text then says how, and is empty for a status that is gone.
-    bool refresh(std::string& problem);
-    bool isCurrent() const;
-    std::string text(std::string_view problem) const;
-    std::string slotText(Storage::Directory::Extent extent, std::uint32_t place) const;
-
-    /// What one segment held at one moment.
-    struct SegmentReading {
-        std::vector<Membership> memberships;
-        std::vector<std::string> damage;
-        std::uint64_t nextHash = 0;  ///< the first hash behind the segment's; 0 behind the last
-    };
-    /// False if the status is gone or its directory damaged; the reading's damage then says how.
-    bool readSegment(std::uint64_t firstHash, SegmentReading& reading);
-    void readGroups(std::uint32_t index, SegmentReading& reading) const;
-    void checkGroups(std::uint32_t index, std::vector<std::string>& faults) const;
-
-    std::shared_ptr<const Storage::TableFile> file_;
-    Storage::HashSeed hashSeed_;
-    const Storage::StatusEntry* entry_;
-    VrfApp key_;
-    std::uint64_t id_;
-    std::uint32_t checksum_;
-    std::uint64_t root_ = 0;  ///< the root that the directory was read from; 0 for none yet
-    Storage::Directory directory_;
+    std::unique_ptr<Storage::StatusView> view_;
     std::vector<std::string> damage_;
 };
 
@@ -93,25 +74,25 @@ class StatusReader::Walk {
 
     explicit Walk(StatusReader& status);
 
-    reference operator*() const { return met_.memberships[next_]; }
-    pointer operator->() const { return &met_.memberships[next_]; }
+    reference operator*() const { return met_[next_]; }
+    pointer operator->() const { return &met_[next_]; }
     Walk& operator++() {
-        if (++next_ == met_.memberships.size()) fill();
+        if (++next_ == met_.size()) fill();
         return *this;
     }
     void operator++(int) { ++*this; }
 
     friend bool operator==(const Walk& walk, std::default_sentinel_t) {
-        return walk.next_ == walk.met_.memberships.size();
+        return walk.next_ == walk.met_.size();
     }
 
   private:
     void fill();
 
     StatusReader* status_;
-    SegmentReading met_;
+    std::vector<std::uint64_t> position_{0};  ///< of the next segment; empty behind the last
+    std::vector<Membership> met_;             ///< what one segment held
     std::size_t next_ = 0;
-    bool isLast_ = false;
 };
 
 }  // namespace Routing::Gmp::Tessel

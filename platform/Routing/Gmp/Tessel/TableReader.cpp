@@ -7,22 +7,20 @@
 #include <thread>
 #include <utility>
 
-#include "Rix/CorruptionError.h"
 #include "Routing/Gmp/Tessel/StatusColl.h"
 #include "Routing/Gmp/Tessel/Storage/ChangeBell.h"
 #include "Routing/Gmp/Tessel/Storage/ChangeWaiter.h"
 #include "Routing/Gmp/Tessel/Storage/Header.h"
-#include "Routing/Gmp/Tessel/Storage/StatusIdentity.h"
-#include "Routing/Gmp/Tessel/Storage/StatusList.h"
+#include "Routing/Gmp/Tessel/Storage/Sleepers.h"
+#include "Routing/Gmp/Tessel/Storage/StatusView.h"
 #include "Routing/Gmp/Tessel/Storage/Table.h"
+#include "Routing/Gmp/Tessel/Storage/TableView.h"
 
 namespace Routing::Gmp::Tessel {
 
 using Storage::ChangeKind;
 using Storage::LoggedChange;
-using Storage::StatusEntry;
-using Storage::StatusIdentity;
-using Storage::StatusList;
+using Storage::StatusView;
 using Storage::TableFile;
 
 namespace {
@@ -53,43 +51,26 @@ TableReader::TableReader(const std::filesystem::path& directory)
 TableReader::TableReader(const std::shared_ptr<const Storage::TableDirectory>& directory)
     : file_(std::make_shared<TableFile>(findTable(*directory), directory->pathOf("table"),
                                         TableFile::Access::read, TableFile::Size::growing)),
-      hashSeed_(Storage::checkedHashSeed(*file_)),
-      log_(*file_),
+      view_(std::make_unique<Storage::TableView>(file_)),
       waiter_(std::make_unique<Storage::ChangeWaiter>(
           file_, Storage::FileWatch(directory, file_->id()), nullptr)),
-      seen_(log_.count()) {}
+      seen_(view_->log().count()) {}
 
 TableReader::TableReader(const StatusColl& coll)
     : file_(coll.table_->sharedFile()),
-      hashSeed_(coll.table_->hashSeed()),
-      log_(*file_),
+      view_(std::make_unique<Storage::TableView>(file_)),
       waiter_(std::make_unique<Storage::ChangeWaiter>(
           file_, coll.table_->watch(), coll.table_->watch() ? nullptr : coll.table_->sleepers())),
-      seen_(log_.count()) {}
+      seen_(view_->log().count()) {}
+
+TableReader::TableReader(TableReader&&) noexcept = default;
+TableReader& TableReader::operator=(TableReader&&) noexcept = default;
+TableReader::~TableReader() = default;
 
 TableReader::Statuses TableReader::statuses() const {
     Statuses all;
-    const StatusList list(*file_);
-    std::uint16_t size = 0;
-    try {
-        size = list.checkedSize(file_->currentPages());
-    } catch (const Rix::CorruptionError& error) {
-        all.damage.emplace_back(error.what());
-        return all;
-    }
-    for (std::uint16_t place = 0; place < size; ++place) {
-        const StatusEntry& entry = list.entry(place);
-        const std::uint64_t id = entry.life.load(std::memory_order_acquire);
-        if (id == 0) continue;
-        const auto identity = StatusIdentity::read(entry);
-        // An entry that changed meanwhile belongs to a status that is gone, and to one to come.
-        if (entry.life.load(std::memory_order_acquire) != id) continue;
-        if (identity && identity->id == id) {
-            all.readers.push_back(StatusReader(file_, hashSeed_, entry, identity->key, id));
-        } else {
-            all.damage.push_back(file_->path() + ": entry " + std::to_string(place) +
-                                 " of the list of statuses is damaged");
-        }
+    for (StatusView& view : view_->statuses(all.damage)) {
+        all.readers.push_back(StatusReader(std::make_unique<StatusView>(std::move(view))));
     }
     file_->checkWhole();
     return all;
@@ -104,12 +85,7 @@ std::optional<StatusReader> TableReader::status(const VrfApp& key) const {
 }
 
 std::vector<std::string> TableReader::faults() const {
-    Statuses all = statuses();
-    std::vector<std::string> faults = std::move(all.damage);
-    for (StatusReader& status : all.readers) {
-        const std::vector<std::string> some = status.faults();
-        faults.insert(faults.end(), some.begin(), some.end());
-    }
+    std::vector<std::string> faults = view_->faults();
     file_->checkWhole();
     return faults;
 }
@@ -119,10 +95,11 @@ std::vector<std::string> TableReader::faults() const {
 TableReader::Changes TableReader::changes() {
     waiter_->check();
     Changes result;
-    const std::uint64_t count = log_.count();
-    bool isComplete = count >= seen_;
+    const std::uint64_t count = view_->log().count();
+    bool isComplete = count >= seen_ && count - seen_ <= view_->dimensions().logEntries;
+    if (isComplete) result.changes.reserve(count - seen_);
     for (; isComplete && seen_ < count; ++seen_) {
-        const auto change = log_.change(seen_);
+        const auto change = view_->log().change(seen_);
         isComplete =
             change && change->kind != ChangeKind::lost && appendTo(result.changes, *change);
     }
@@ -133,39 +110,35 @@ TableReader::Changes TableReader::changes() {
     return result;
 }
 
-bool TableReader::appendTo(std::vector<TableChange>& changes, const LoggedChange& logged) const {
-    const auto status = statusOf(logged);
-    if (!status) return false;
-    TableChange change{TableChange::Kind::membership,
-                       {*status, Storage::keyFromWords(logged.key), logged.before, logged.after}};
+bool TableReader::appendTo(std::vector<TableChange>& changes, const LoggedChange& logged) {
+    const VrfApp* const status = statusOf(logged);
+    if (status == nullptr) return false;
+    TableChange& change = changes.emplace_back();
+    MembershipChange& membership = change.membership;
+    membership.status = *status;
     switch (logged.kind) {
-        case ChangeKind::inserted:
-            change.membership.before.reset();
-            break;
-        case ChangeKind::overwritten:
-            break;
-        case ChangeKind::removed:
-            change.membership.after.reset();
-            break;
         case ChangeKind::statusAdded:
-            change = {TableChange::Kind::statusAdded, {*status, {}, {}, {}}};
-            break;
+            change.kind = TableChange::Kind::statusAdded;
+            return true;
         case ChangeKind::statusRemoved:
-            change = {TableChange::Kind::statusRemoved, {*status, {}, {}, {}}};
-            break;
+            change.kind = TableChange::Kind::statusRemoved;
+            return true;
         default:
-            return false;
+            break;
     }
-    changes.push_back(change);
+    membership.key = Storage::keyFromWords(logged.key);
+    if (logged.kind != ChangeKind::inserted) membership.before = logged.before;
+    if (logged.kind != ChangeKind::removed) membership.after = logged.after;
     return true;
 }
 
-std::optional<VrfApp> TableReader::statusOf(const LoggedChange& change) const {
-    const StatusList list(*file_);
-    if (change.statusPlace >= list.checkedSize(file_->currentPages())) return std::nullopt;
-    const auto identity = StatusIdentity::read(list.entry(change.statusPlace));
-    if (!identity || identity->id != change.statusId) return std::nullopt;
-    return identity->key;
+const VrfApp* TableReader::statusOf(const LoggedChange& change) {
+    KnownStatus& known = known_[change.statusPlace];
+    if (known.id == change.statusId) return &known.key;
+    const auto identity = view_->identity(change.statusPlace);
+    if (!identity || identity->id != change.statusId) return nullptr;
+    known = {identity->id, identity->key};
+    return &known.key;
 }
 
 bool TableReader::waitForChange(std::optional<std::chrono::milliseconds> timeout) {

@@ -6,19 +6,26 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Lumo/Ptr.h"
 #include "Routing/Gmp/Tessel/StatusReader.h"
-#include "Routing/Gmp/Tessel/Storage/ChangeBell.h"
-#include "Routing/Gmp/Tessel/Storage/ChangeLog.h"
-#include "Routing/Gmp/Tessel/Storage/ChangeWaiter.h"
 #include "Routing/Gmp/Tessel/TableChange.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
 namespace Routing::Gmp::Tessel {
 
 class StatusColl;
+
+namespace Storage {
+class ChangeBell;
+class ChangeWaiter;
+class TableDirectory;
+class TableFile;
+class TableView;
+struct LoggedChange;
+}  // namespace Storage
 
 /// The GMP status table as another process reads it, while its writer lives or afterwards.
 ///
@@ -43,6 +50,10 @@ class TableReader {
     /// table that has no file. To be called by the writer's thread. What is read stays readable
     /// after the collection is gone.
     explicit TableReader(const StatusColl& coll);
+
+    TableReader(TableReader&&) noexcept;
+    TableReader& operator=(TableReader&&) noexcept;
+    ~TableReader();
 
     /// Every status there is, and what is damaged among them.
     struct Statuses {
@@ -86,16 +97,22 @@ class TableReader {
     explicit TableReader(const std::shared_ptr<const Storage::TableDirectory>& directory);
 
     /// False if the change cannot be told.
-    bool appendTo(std::vector<TableChange>& changes, const Storage::LoggedChange& logged) const;
-    /// The status that a logged change is about; nothing if its name is not known any more.
-    std::optional<VrfApp> statusOf(const Storage::LoggedChange& change) const;
+    bool appendTo(std::vector<TableChange>& changes, const Storage::LoggedChange& logged);
+    /// The status that a logged change is about; null if its name is not known any more.
+    const VrfApp* statusOf(const Storage::LoggedChange& change);
+
+    /// What is known of a place of the list of statuses: whose it was when it was last asked for.
+    struct KnownStatus {
+        std::uint64_t id = 0;
+        VrfApp key;
+    };
 
     std::shared_ptr<const Storage::TableFile> file_;
-    Storage::HashSeed hashSeed_;
-    Storage::ChangeLogReader log_;
+    std::unique_ptr<Storage::TableView> view_;
     std::unique_ptr<Storage::ChangeWaiter> waiter_;
     std::uint64_t seen_;  ///< how many changes were asked for
     std::unique_ptr<Storage::ChangeBell> bell_;
+    std::unordered_map<std::uint16_t, KnownStatus> known_;
 };
 
 }  // namespace Routing::Gmp::Tessel

@@ -1,18 +1,31 @@
 #include "Routing/Gmp/Tessel/Storage/ChangeLog.h"
 
+#include <algorithm>
+
 namespace Routing::Gmp::Tessel::Storage {
 
-ChangeLogWriter::ChangeLogWriter(const TableFile& file)
-    : control_(file.at<Control>(controlPage)),
-      ring_(&file.at<LogEntry>(logPage)),
-      count_(control_.changes.load(std::memory_order_relaxed)) {}
+namespace {
 
-ChangeLogReader::ChangeLogReader(const TableFile& file)
-    : control_(file.at<const Control>(controlPage)), ring_(&file.at<const LogEntry>(logPage)) {}
+/// A mode that is not there is 0, so these are all.
+bool arePossible(ChangeKind kind, const KeyWords& key, std::uint64_t before, std::uint64_t after) {
+    constexpr std::uint64_t lastMode = static_cast<std::uint64_t>(FilterMode::include);
+    if (before > lastMode || after > lastMode) return false;
+    switch (kind) {
+        case ChangeKind::inserted:
+        case ChangeKind::overwritten:
+        case ChangeKind::removed:
+            return isPossibleKey(key);
+        case ChangeKind::statusAdded:
+        case ChangeKind::statusRemoved:
+        case ChangeKind::lost:
+            return true;
+    }
+    return false;
+}
 
-std::optional<LoggedChange> ChangeLogReader::change(std::uint64_t number) const {
-    const LogEntry& entry = ring_[number % logEntries];
-    if (entry.number.load(std::memory_order_acquire) != number + 1) return std::nullopt;
+/// The change of that number, counted from 1; nothing if the entry holds another or is damaged.
+std::optional<LoggedChange> read(const LogEntry& entry, std::uint64_t number) {
+    if (entry.number.load(std::memory_order_acquire) != number) return std::nullopt;
     const std::uint64_t statusId = entry.statusId.load(std::memory_order_acquire);
     const std::uint64_t intf = entry.intf.load(std::memory_order_acquire);
     const KeyWords key{entry.source[0].load(std::memory_order_acquire),
@@ -20,15 +33,65 @@ std::optional<LoggedChange> ChangeLogReader::change(std::uint64_t number) const 
                        entry.group[0].load(std::memory_order_acquire),
                        entry.group[1].load(std::memory_order_acquire), intf & 0xffffffffffff};
     const std::uint64_t outcome = entry.outcome.load(std::memory_order_acquire);
-    if (entry.number.load(std::memory_order_relaxed) != number + 1) return std::nullopt;
-    const std::uint64_t words[] = {
-        number + 1, statusId, intf,   key[0],
-        key[1],     key[2],   key[3], outcome & ~std::uint64_t{0xffffffff}};
+    if (entry.number.load(std::memory_order_relaxed) != number) return std::nullopt;
+    const std::uint64_t words[] = {number, statusId, intf,   key[0],
+                                   key[1], key[2],   key[3], outcome & ~std::uint64_t{0xffffffff}};
     if (checksum(0xffffffff, words, 8) != static_cast<std::uint32_t>(outcome)) return std::nullopt;
     const auto byte = [&](unsigned shift) { return static_cast<std::uint8_t>(outcome >> shift); };
-    return LoggedChange{static_cast<ChangeKind>(byte(32)),      statusId,
-                        static_cast<std::uint16_t>(intf >> 48), key,
-                        static_cast<FilterMode>(byte(40)),      static_cast<FilterMode>(byte(48))};
+    const auto kind = static_cast<ChangeKind>(byte(32));
+    if (!arePossible(kind, key, byte(40), byte(48))) return std::nullopt;
+    return LoggedChange{kind,
+                        statusId,
+                        static_cast<std::uint16_t>(intf >> 48),
+                        key,
+                        static_cast<FilterMode>(byte(40)),
+                        static_cast<FilterMode>(byte(48))};
+}
+
+}  // namespace
+
+ChangeLogWriter::ChangeLogWriter(const TableFile& file, Dimensions dimensions)
+    : control_(file.at<Control>(controlPage)),
+      ring_(&file.at<LogEntry>(logPage)),
+      mask_(dimensions.logEntries - 1),
+      count_(control_.changes.load(std::memory_order_relaxed)) {}
+
+bool ChangeLogWriter::isCountSound() const {
+    return count_ == 0 || read(ring_[(count_ - 1) & mask_], count_).has_value();
+}
+
+void ChangeLogWriter::countAnew() {
+    count_ = 0;
+    for (std::uint64_t i = 0; i <= mask_; ++i) {
+        const std::uint64_t number = ring_[i].number.load(std::memory_order_relaxed);
+        if (number > count_ && ((number - 1) & mask_) == i && read(ring_[i], number)) {
+            count_ = number;
+        }
+    }
+    // The entry behind it may be the damaged one, and a reader may have come so far.
+    append({});
+    append({});
+}
+
+ChangeLogReader::ChangeLogReader(const TableFile& file, Dimensions dimensions)
+    : control_(file.at<const Control>(controlPage)),
+      ring_(&file.at<const LogEntry>(logPage)),
+      mask_(dimensions.logEntries - 1) {}
+
+std::optional<LoggedChange> ChangeLogReader::change(std::uint64_t number) const {
+    return read(ring_[number & mask_], number + 1);
+}
+
+std::vector<std::uint64_t> ChangeLogReader::faults() const {
+    std::vector<std::uint64_t> places;
+    const std::uint64_t length = mask_ + 1;
+    const std::uint64_t last = count();
+    for (std::uint64_t number = last - std::min(last, length) + 1; number <= last; ++number) {
+        const std::uint64_t place = (number - 1) & mask_;
+        // The entry is written over once as many changes as the log is long came after it.
+        if (!read(ring_[place], number) && count() < number + length - 1) places.push_back(place);
+    }
+    return places;
 }
 
 }  // namespace Routing::Gmp::Tessel::Storage

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "Routing/Gmp/Tessel/Storage/Format.h"
 #include "Routing/Gmp/Tessel/Storage/Record.h"
@@ -23,12 +24,17 @@ struct LoggedChange {
 /// The writer's end of the change log. Belongs to the writer's thread; lives in its table.
 class ChangeLogWriter {
   public:
-    explicit ChangeLogWriter(const TableFile& file);
+    ChangeLogWriter(const TableFile& file, Dimensions dimensions);
+
+    /// Goes on behind the latest change that the log holds, whatever the count of changes says: for
+    /// one that is damaged.
+    void countAnew();
+    bool isCountSound() const;
 
     /// Logs a change that took effect, for readers that ask what changed.
     void append(const LoggedChange& change) {
-        LogEntry& entry = ring_[count_ % logEntries];
-        entry.number.store(0, std::memory_order_relaxed);
+        LogEntry& entry = ring_[count_ & mask_];
+        entry.number.store(0, std::memory_order_release);
         entry.statusId.store(change.statusId, std::memory_order_release);
         const std::uint64_t intf = change.key[4] | std::uint64_t{change.statusPlace} << 48;
         entry.intf.store(intf, std::memory_order_release);
@@ -53,25 +59,29 @@ class ChangeLogWriter {
   private:
     Control& control_;
     LogEntry* ring_;
+    std::uint64_t mask_;
     std::uint64_t count_;
 };
 
 /// A reader's end of the change log: reads, and keeps nothing but references.
 class ChangeLogReader {
   public:
-    explicit ChangeLogReader(const TableFile& file);
+    ChangeLogReader(const TableFile& file, Dimensions dimensions);
 
     /// The number of changes ever logged.
     std::uint64_t count() const { return control_.changes.load(std::memory_order_acquire); }
     /// The change of that number, counted from 0; nothing if the log has no such change, or no
     /// longer, or it is damaged.
     std::optional<LoggedChange> change(std::uint64_t number) const;
+    /// The places of entries in the ring that are damaged.
+    std::vector<std::uint64_t> faults() const;
     /// What a reader looks at to sleep until there is a change.
     const Control& control() const { return control_; }
 
   private:
     const Control& control_;
     const LogEntry* ring_;
+    std::uint64_t mask_;
 };
 
 }  // namespace Routing::Gmp::Tessel::Storage

@@ -3,81 +3,99 @@
 #include <bit>
 #include <cstdint>
 
+#include "Routing/Gmp/Tessel/Storage/Checksum.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
 
 namespace Routing::Gmp::Tessel::Storage {
 
-/// The seven bits of a hash that its record's tag shows, and their parity. Never a tag that means
-/// "free".
-inline std::uint8_t tagOf(std::uint64_t hash) {
-    auto bits = static_cast<std::uint32_t>(hash >> 32) & 0x7f;
-    if (bits < 2) bits += 2;
-    // std::popcount would be a call where the compiler may not count on the instruction.
-    const auto parity = static_cast<std::uint32_t>(__builtin_parity(bits));
-    return static_cast<std::uint8_t>(bits | parity << 7);
+/// The bits of a tag word that are tags.
+constexpr std::uint64_t tagBits = 0x007f7f7f'7f7f7f7f;
+/// The bits that are its checksum. Bit 63 is none of them: it is always 1.
+constexpr std::uint64_t tagChecksumBits = 0x7f808080'80808080;
+
+/// All tags of a word, when each is this one.
+constexpr std::uint64_t everyTag(std::uint8_t tag) {
+    return tag * std::uint64_t{0x00010101'01010101};
 }
 
-/// The 16 tags of a group, as they were at one moment each half, and questions to all of them. An
+/// A tag word as it lies in shared memory. Two different sound words of one place differ in four
+/// bits at least.
+/// @param salt another one for each word of each segment, so that no word passes for another
+inline std::uint64_t sealedTags(std::uint64_t tags, std::uint32_t salt) {
+    // Turned and folded like this, no three columns of the checksum's matrix cancel out.
+    const std::uint64_t turned = std::rotl(tags, 31);
+    const std::uint64_t sum = checksum(salt, &turned, 1);
+    return tags | ((sum ^ sum << 31) & tagChecksumBits) | std::uint64_t{1} << 63;
+}
+inline bool isSoundTagWord(std::uint64_t word, std::uint32_t salt) {
+    return sealedTags(word & tagBits, salt) == word;
+}
+
+/// The seven bits of a hash that its record's tag shows. Never a tag that means "free".
+inline std::uint8_t tagOf(std::uint64_t hash) {
+    const auto bits = static_cast<std::uint8_t>(hash >> 32 & 0x7f);
+    return bits < 2 ? bits + 2 : bits;
+}
+
+/// The 14 tags of a group, as they were at one moment each half, and questions to all of them. An
 /// answer has bit 0 of each byte set whose tag it means; bytes are taken from the lowest place.
 class GroupTags {
-    static constexpr std::uint64_t everyByte = 0x0101010101010101;
+    static constexpr std::uint64_t everyByte = everyTag(1);
 
   public:
     struct Places {
         std::uint64_t half[2];  ///< bit 0 of each byte
 
         bool any() const { return (half[0] | half[1]) != 0; }
-        bool has(std::uint32_t place) const { return (half[place / 8] >> place % 8 * 8 & 1) != 0; }
-        /// The lowest place, 0..15. There must be one.
+        bool has(std::uint32_t place) const {
+            return (half[place / wordPlaces] >> place % wordPlaces * 8 & 1) != 0;
+        }
+        /// The lowest place, 0..13. There must be one.
         std::uint32_t first() const {
-            return half[0] != 0 ? static_cast<std::uint32_t>(std::countr_zero(half[0])) / 8
-                                : static_cast<std::uint32_t>(std::countr_zero(half[1])) / 8 + 8;
+            return half[0] != 0
+                       ? static_cast<std::uint32_t>(std::countr_zero(half[0])) / 8
+                       : static_cast<std::uint32_t>(std::countr_zero(half[1])) / 8 + wordPlaces;
         }
         void dropFirst() {
             std::uint64_t& low = half[0] != 0 ? half[0] : half[1];
             low &= low - 1;
         }
         std::uint32_t count() const {
-            return static_cast<std::uint32_t>((half[0] + half[1]) * everyByte >> 56);
+            return static_cast<std::uint32_t>((half[0] + half[1]) * everyByte >> 48 & 0xff);
         }
     };
 
-    GroupTags(std::uint64_t low, std::uint64_t high) : half_{low, high} {}
+    /// @param salt that of the first word; the second one's is the next number
+    GroupTags(std::uint64_t low, std::uint64_t high, std::uint32_t salt)
+        : half_{low, high}, salt_(salt) {}
+
+    /// Whether this is what the writer put there. If not, no other answer can be relied on.
+    bool isSound() const {
+        return isSoundTagWord(half_[0], salt_) && isSoundTagWord(half_[1], salt_ + 1);
+    }
 
     Places equal(std::uint8_t tag) const {
-        const std::uint64_t pattern = everyByte * tag;
-        return {zeroBytes(half_[0] ^ pattern), zeroBytes(half_[1] ^ pattern)};
+        const std::uint64_t pattern = everyTag(tag);
+        return {equalBytes(half_[0], pattern), equalBytes(half_[1], pattern)};
     }
-    Places empty() const { return {zeroBytes(half_[0]), zeroBytes(half_[1])}; }
-    Places removed() const { return equal(removedTag); }
+    Places empty() const { return equal(emptyTag); }
     Places used() const {
-        const Places none = empty();
-        const Places gone = removed();
-        return {everyByte ^ (none.half[0] | gone.half[0]),
-                everyByte ^ (none.half[1] | gone.half[1])};
+        const Places free = unused();
+        return {everyByte ^ free.half[0], everyByte ^ free.half[1]};
     }
     /// Places that a record may be put in.
     Places unused() const {
-        const Places none = empty();
-        const Places gone = removed();
-        return {none.half[0] | gone.half[0], none.half[1] | gone.half[1]};
+        static_assert(emptyTag == 0 && removedTag == 1);
+        return {equalBytes(half_[0] & ~everyByte, 0), equalBytes(half_[1] & ~everyByte, 0)};
     }
-    /// Tags whose parity is wrong.
-    Places damaged() const { return {oddBytes(half_[0]), oddBytes(half_[1])}; }
 
   private:
-    static std::uint64_t zeroBytes(std::uint64_t word) {
-        constexpr std::uint64_t low7 = 0x7f * everyByte;
-        return (~((((word & low7) + low7) | word) | low7)) >> 7;
-    }
-    static std::uint64_t oddBytes(std::uint64_t word) {
-        word ^= word >> 4;
-        word ^= word >> 2;
-        word ^= word >> 1;
-        return word & everyByte;
+    static std::uint64_t equalBytes(std::uint64_t word, std::uint64_t pattern) {
+        return ~(((word ^ pattern) & tagBits) + tagBits) >> 7 & everyByte;
     }
 
     std::uint64_t half_[2];
+    std::uint32_t salt_;
 };
 
 }  // namespace Routing::Gmp::Tessel::Storage

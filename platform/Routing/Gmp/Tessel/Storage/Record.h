@@ -53,6 +53,15 @@ inline RouteIntfKey keyFromWords(const KeyWords& words) {
             Ondel::IpGenAddr(parts.groupFamily, parts.group)};
 }
 
+/// Whether these words can be a key that somebody wrote: of a VLAN interface, and of families that
+/// there are.
+inline bool isPossibleKey(const KeyWords& key) {
+    constexpr std::uint64_t fixedBits = ~std::uint64_t{0x0303'0000'ffff};
+    constexpr std::uint64_t vlanKind = 0x4000'0000;
+    constexpr std::uint64_t lowBits = 0x0101'0000'0000;
+    return (key[4] & fixedBits) == vlanKind && (key[4] & key[4] >> 1 & lowBits) == 0;
+}
+
 /// Adds the membership of these words to others.
 inline void append(std::vector<Membership>& memberships, const KeyWords& words, FilterMode mode) {
     const KeyParts parts(words);
@@ -110,7 +119,9 @@ class RecordState {
 
     /// Whether this is the state that belongs to that key.
     bool isLiveOf(const KeyWords& key, std::uint32_t statusChecksum) const {
-        return kind() == Kind::live &&
+        constexpr std::uint64_t liveOrMode = 0xfffe'00000000;
+        constexpr std::uint64_t live = std::uint64_t{1} << 40;
+        return (word_ & liveOrMode) == live && isPossibleKey(key) &&
                RecordState(word_ & ~checksumMask).liveChecksum(key, statusChecksum) ==
                    (word_ & checksumMask);
     }

@@ -20,9 +20,14 @@ class SegmentView {
 
   public:
     SegmentView() = default;
-    SegmentView(Memory* memory, std::uint32_t groups) : memory_(memory), groups_(groups) {}
+    /// @param salt where the checksums of its tag words start
+    SegmentView(Memory* memory, std::uint32_t groups, std::uint32_t salt)
+        : memory_(memory), groups_(groups), salt_(salt) {}
 
     std::uint32_t groups() const { return groups_; }
+    std::uint32_t words() const { return groups_ * 2; }
+    /// Where the checksums of its tag words start, and its guard.
+    std::uint32_t salt() const { return salt_; }
     std::uint32_t places() const { return groups_ * groupPlaces; }
     /// The place that a record of that hash gets if it is free. Searches start in its group.
     std::uint32_t homePlace(std::uint64_t hash) const {
@@ -34,24 +39,28 @@ class SegmentView {
 
     GroupTags tags(std::uint32_t group) const {
         const auto* const words = tagWords() + std::size_t{group} * 2;
-        return {words[0].load(std::memory_order_acquire), words[1].load(std::memory_order_acquire)};
+        return {words[0].load(std::memory_order_acquire), words[1].load(std::memory_order_acquire),
+                salt_ + group * 2};
     }
     std::uint8_t tag(std::uint32_t place) const {
-        const std::uint64_t word = tagWord(place).load(std::memory_order_acquire);
-        return static_cast<std::uint8_t>(word >> (place % 8 * 8));
+        const std::uint64_t word =
+            tagWords()[place / wordPlaces].load(std::memory_order_acquire) & tagBits;
+        return static_cast<std::uint8_t>(word >> (place % wordPlaces * 8));
     }
-    /// For the writer, the only one to change tags.
+    /// For the writer, the only one to change tags. The word must be sound.
     void tagIs(std::uint32_t place, std::uint8_t tag) const {
-        Word& word = tagWord(place);
-        const unsigned shift = place % 8 * 8;
-        const std::uint64_t others =
-            word.load(std::memory_order_relaxed) & ~(std::uint64_t{0xff} << shift);
-        word.store(others | std::uint64_t{tag} << shift, std::memory_order_release);
+        const std::uint32_t number = place / wordPlaces;
+        const unsigned shift = place % wordPlaces * 8;
+        const std::uint64_t others = tagWords()[number].load(std::memory_order_relaxed) & tagBits &
+                                     ~(std::uint64_t{0xff} << shift);
+        tagWordIs(number, others | std::uint64_t{tag} << shift);
     }
-
-    void clearTags(std::uint32_t group) const {
-        tagWords()[std::size_t{group} * 2].store(0, std::memory_order_release);
-        tagWords()[std::size_t{group} * 2 + 1].store(0, std::memory_order_release);
+    /// For the writer: all tags of a word.
+    void tagWordIs(std::uint32_t number, std::uint64_t tags) const {
+        tagWords()[number].store(sealedTags(tags, salt_ + number), std::memory_order_release);
+    }
+    bool isSoundWord(std::uint32_t number) const {
+        return isSoundTagWord(tagWords()[number].load(std::memory_order_acquire), salt_ + number);
     }
 
     Like<Record>& record(std::uint32_t place) const {
@@ -60,14 +69,20 @@ class SegmentView {
 
   private:
     Like<Word>* tagWords() const { return reinterpret_cast<Like<Word>*>(memory_); }
-    Like<Word>& tagWord(std::uint32_t place) const { return tagWords()[place / 8]; }
 
     Memory* memory_ = nullptr;
     std::uint32_t groups_ = 0;
+    std::uint32_t salt_ = 0;
 };
 
 using Segment = SegmentView<std::byte>;
 using ConstSegment = SegmentView<const std::byte>;
+
+/// Where the checksums of the tag words of a status's segment start.
+inline std::uint32_t segmentSalt(std::uint32_t statusChecksum, PageNumber page) {
+    const std::uint64_t word = page;
+    return checksum(statusChecksum, &word, 1);
+}
 
 /// What was found at a place.
 struct FoundRecord {
@@ -96,8 +111,8 @@ inline void storeKey(Record& record, const KeyWords& key) {
 
 /// Makes all places of a segment that nobody refers to yet empty, whatever its pages held before.
 inline void clearSegment(const Segment& segment) {
-    for (std::uint32_t group = 0; group < segment.groups(); ++group)
-        segment.clearTags(group);
+    for (std::uint32_t number = 0; number < segment.words(); ++number)
+        segment.tagWordIs(number, everyTag(emptyTag));
     for (std::uint32_t place = 0; place < segment.places(); ++place) {
         segment.record(place).state.store(0, std::memory_order_release);
     }
@@ -111,7 +126,8 @@ template <class Memory>
     const Record& record = segment.record(place);
     RecordState suspect;
     std::uint8_t suspectTag = emptyTag;
-    for (;;) {
+    // No writer overwrites one record so fast that this many readings in a row are in vain.
+    for (int tries = 0; tries < 1000; ++tries) {
         const RecordState state(record.state.load(std::memory_order_acquire));
         const KeyWords key = loadKey(record);
         if (RecordState(record.state.load(std::memory_order_acquire)) != state) continue;
@@ -126,6 +142,7 @@ template <class Memory>
         suspect = state;
         suspectTag = tag;
     }
+    return {FoundRecord::Kind::damaged, suspect, {}};
 }
 
 /// Reads a place whose tag says that it is used, while the writer may be changing it.
@@ -177,8 +194,8 @@ SearchResult searchSegment(const SegmentView<Memory>& segment, const KeyWords& k
                 result = {SearchResult::Kind::damaged, place, {}};
             }
         }
-        if (const auto damaged = tags.damaged(); damaged.any()) {
-            result = {SearchResult::Kind::damaged, group * groupPlaces + damaged.first(), {}};
+        if (!tags.isSound()) {
+            result = {SearchResult::Kind::damaged, group * groupPlaces, {}};
         }
         if (tags.empty().any()) break;
         group = segment.nextGroup(group);

@@ -28,7 +28,8 @@ std::optional<StatusIdentity> StatusIdentity::read(const StatusEntry& entry) {
         words[2 + i] = entry.name[i].load(std::memory_order_acquire);
     }
     const std::size_t length = description >> 8 & 0xff;
-    if (words[0] == 0 || described(words) != description || length > L3::VrfName::maxLength()) {
+    if (!isPaired(words[0]) || described(words) != description ||
+        length > L3::VrfName::maxLength()) {
         return std::nullopt;
     }
     std::array<char, nameWords * sizeof(std::uint64_t)> name{};

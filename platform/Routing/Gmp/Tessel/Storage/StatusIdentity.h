@@ -13,17 +13,13 @@ struct StatusIdentity {
     VrfApp key;
     std::uint64_t id = 0;
 
-    /// The identifier of the status of that number: no single flipped bit makes it 0.
-    static std::uint64_t idOf(std::uint32_t number) {
-        return std::uint64_t{number} << 32 | static_cast<std::uint32_t>(~number);
-    }
-    static std::uint32_t numberOf(std::uint64_t id) { return static_cast<std::uint32_t>(id >> 32); }
-
     /// What an entry says, whether its status lives or not; nothing if it was never written, is
     /// being written, or is damaged.
     static std::optional<StatusIdentity> read(const StatusEntry& entry);
-    /// Writes all of an entry that identifies a status, but for `life`, which must be 0.
+    /// Writes all of an entry that identifies a status, but for `life`.
     void write(StatusEntry& entry) const;
+
+    friend bool operator==(const StatusIdentity&, const StatusIdentity&) = default;
 };
 
 }  // namespace Routing::Gmp::Tessel::Storage

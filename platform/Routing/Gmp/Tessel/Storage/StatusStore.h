@@ -9,7 +9,9 @@
 #include "Routing/Gmp/Tessel/Membership.h"
 #include "Routing/Gmp/Tessel/Storage/Directory.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
+#include "Routing/Gmp/Tessel/Storage/Guard.h"
 #include "Routing/Gmp/Tessel/Storage/Segment.h"
+#include "Routing/Gmp/Tessel/Storage/StatusIdentity.h"
 #include "Routing/Gmp/Tessel/Storage/Table.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
@@ -18,21 +20,25 @@ namespace Routing::Gmp::Tessel::Storage {
 /// The writer's side of one status in shared memory: its memberships, hashed into segments.
 ///
 /// Made by the table that owns it, when the status is added or the table is opened; destroyed when
-/// the status is removed or the table closed. Belongs to the writer's thread. The directory here is
-/// the writer's own copy, so that damage to the shared one leads no write astray.
+/// the status is removed or the table closed. Belongs to the writer's thread. What leads to the
+/// segments is kept here, and not read from shared memory again: damage to it leads no write
+/// astray, and is written right when it is met.
 class StatusStore {
   public:
     /// A status that exists already.
-    /// @throws Rix::CorruptionError if its directory is damaged
-    StatusStore(Table& table, std::uint16_t place);
-    /// A new status: gets the entry's root and one empty segment. The entry's `life` is for the
-    /// table to set.
+    /// @throws Rix::CorruptionError if its directory is damaged; the message says how
+    StatusStore(Table& table, std::uint16_t place, const StatusIdentity& identity,
+                std::uint64_t root);
+    /// A new status: one empty segment, and a root that leads to it, which is for the table to
+    /// publish, like the status's identity.
     /// @throws std::system_error if memory is full
-    StatusStore(Table& table, std::uint16_t place, const VrfApp& key, std::uint64_t id);
+    StatusStore(Table& table, std::uint16_t place, const StatusIdentity& identity);
 
-    const VrfApp& key() const { return key_; }
-    std::uint64_t id() const { return id_; }
+    const VrfApp& key() const { return identity_.key; }
+    std::uint64_t id() const { return identity_.id; }
+    const StatusIdentity& identity() const { return identity_; }
     std::uint16_t place() const { return place_; }
+    std::uint64_t root() const { return root_; }
     /// The number of memberships. The first call after the table was opened counts them.
     std::size_t count();
 
@@ -48,10 +54,11 @@ class StatusStore {
 
     /// Appends to `into` all memberships.
     void memberships(std::vector<Membership>& into);
-    /// Appends to `into` what one segment holds: the one that the hash belongs to. Damaged records
-    /// are reported and cleared away.
-    /// @returns the first hash behind the segment's; 0 behind the last
-    std::uint64_t segmentMemberships(std::uint64_t firstHash, std::vector<Membership>& into);
+    /// Appends to `into` what one segment holds: the one of that position. What is damaged is
+    /// reported and cleared away.
+    /// @returns the position behind the segment
+    Directory::Position segmentMemberships(const Directory::Position& position,
+                                           std::vector<Membership>& into);
 
     /// Every run of pages that the status uses.
     std::vector<Directory::Extent> extents() const;
@@ -61,56 +68,94 @@ class StatusStore {
     /// is open before its memberships were looked at.
     struct OpenSegment {
         Directory::Extent extent;
+        std::uint32_t node = 0;  ///< whose hash it is for
         Segment view;
-        bool isCounted = false;
+        bool isKnown = false;  ///< whether the two counts are
         std::uint32_t live = 0;
         std::uint32_t used = 0;  ///< live, or removed but still in the way
-    };
-    StatusEntry& entry() const { return table_.statusEntry(place_); }
-    const OpenSegment& segmentOf(std::uint64_t hash) const {
-        return segments_[index_[directory_.index(hash)]];
-    }
-    OpenSegment& segmentOf(std::uint64_t hash) { return segments_[index_[directory_.index(hash)]]; }
-    SearchResult search(const KeyWords& key, std::uint64_t hash) const {
-        return searchSegment(segmentOf(hash).view, key, hash, checksum_);
-    }
-    /// The same, once damage on the way is cleared away.
-    SearchResult soundSearch(const KeyWords& key, std::uint64_t hash);
+        GuardReading guard;      ///< as it is in shared memory; both words are the same once known
 
-    void insert(OpenSegment& segment, const KeyWords& key, std::uint64_t hash, FilterMode mode);
+        void guardIs(Guard both) { guard = {both, both}; }
+    };
+    /// Where a key is or could be.
+    struct Search {
+        Directory::Spot spot;
+        OpenSegment* segment;
+        SearchResult result;
+    };
+    Directory::Spot locate(const KeyWords& key) const {
+        return directory_.locate(key, hashOf(key, table_.hashSeed()));
+    }
+    /// Searches a known segment, once damage on the way is cleared away.
+    Search search(const KeyWords& key);
+
+    void insert(Search& at, const KeyWords& key, FilterMode mode);
+    void put(OpenSegment& segment, std::uint32_t place, const KeyWords& key, std::uint64_t hash,
+             FilterMode mode);
+    void overwrite(const Search& at, const KeyWords& key, FilterMode mode);
     void clear(OpenSegment& segment, std::uint32_t place, RecordState state);
     void announce(ChangeKind kind, const KeyWords& key, FilterMode before, FilterMode after);
 
-    OpenSegment openSegment(Directory::Extent extent) const;
-    void recount(OpenSegment& segment) const;
-    OpenSegment& counted(OpenSegment& segment) const {
-        if (!segment.isCounted) recount(segment);
+    /// Does an operation that changes a segment's content.
+    /// @param without what it takes from the sum over the segment, and `with` what it adds
+    template <class Operation>
+    void change(OpenSegment& segment, std::uint32_t without, std::uint32_t with,
+                Operation operation) {
+        segment.guardIs(segment.guard.current.after(without, with));
+        guarded(guardPair(segment), segment.guard.current, operation);
+    }
+    OpenSegment openSegment(Directory::Extent extent, std::uint32_t node) const;
+    GuardPair& guardPair(std::uint32_t segment) const {
+        return reinterpret_cast<GuardPair*>(table_.file().page(directoryPage()) +
+                                            guardsOffset_)[segment];
+    }
+    GuardPair& guardPair(const OpenSegment& segment) const {
+        return guardPair(static_cast<std::uint32_t>(&segment - segments_.data()));
+    }
+    PageNumber directoryPage() const { return static_cast<PageNumber>(root_); }
+    // Damage: StatusAudit.cpp.
+
+    OpenSegment& known(OpenSegment& segment) {
+        if (!segment.isKnown) audit(segment);
         return segment;
     }
-    /// Repairs or clears away what is damaged in a group. Nothing of it is damaged afterwards.
-    void repairGroup(OpenSegment& segment, std::uint32_t group);
-    void repairTag(OpenSegment& segment, std::uint32_t place);
-    void lose(OpenSegment& segment, std::uint32_t place);
+    /// Looks at all of a segment, repairs or clears away what is damaged, and begins its book anew.
+    void audit(OpenSegment& segment);
+    struct Audit;
+    void auditWord(OpenSegment& segment, std::uint32_t number, Audit& audit) const;
+    void auditPlace(OpenSegment& segment, std::uint32_t place, bool isTagSound, Audit& audit) const;
+    void settle(OpenSegment& segment, Audit& audit) const;
+    void restore(OpenSegment& segment, Audit& audit) const;
+    /// Writes the directory and its guards again if somebody else changed them.
+    void mendDirectory();
+    std::string statusText() const;
+    std::string segmentText(const OpenSegment& segment) const;
     std::string placeText(const OpenSegment& segment, std::uint32_t place) const;
 
-    /// Makes room in the segment of the hash, which is full of live or removed records.
-    void makeRoom(std::uint64_t hash);
+    // Growth: StatusGrowth.cpp.
+
     struct Plan;
-    Plan plan(std::uint64_t hash) const;
-    void carryOut(Plan& plan);
-    /// Copies what is live to the segment that its hash belongs to.
-    void move(OpenSegment& from, std::uint64_t boundary, const Segment& low, const Segment& high);
+    /// Makes room in a segment that is full of live or removed records.
+    /// @param isCrowded whether it is full around that hash only
+    void makeRoom(const Directory::Spot& spot, bool isCrowded);
+    Plan plan(const Directory::Spot& spot) const;
+    Plan planBelow(const Directory::Spot& spot) const;
+    /// @returns false if the plan would divide nothing; nothing is changed then
+    bool carryOut(Plan& plan);
+    void storeGuards() const;
+    /// Copies what is live to the segment that it belongs to.
+    /// @returns whether all was there that should be
+    bool move(const OpenSegment& from, const Plan& plan, OpenSegment& low, OpenSegment& high) const;
 
     Table& table_;
     const std::uint16_t place_;
-    VrfApp key_;
-    std::uint64_t id_ = 0;
-    std::uint32_t checksum_ = 0;
+    const StatusIdentity identity_;
+    const std::uint32_t checksum_;
+    std::uint64_t root_ = 0;
 
     Directory directory_;
-    PageNumber directoryPage_ = 0;
-    std::vector<OpenSegment> segments_;
-    std::vector<std::uint32_t> index_;  ///< the directory's entries, as places in segments_
+    std::size_t guardsOffset_ = 0;
+    std::vector<OpenSegment> segments_;  ///< by their numbers in the directory
 };
 
 }  // namespace Routing::Gmp::Tessel::Storage

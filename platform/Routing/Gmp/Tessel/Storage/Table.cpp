@@ -6,7 +6,6 @@
 #include <cstring>
 #include <limits>
 #include <new>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -16,8 +15,6 @@
 #include "Rix/CorruptionError.h"
 #include "Rix/RangeError.h"
 #include "Routing/Gmp/Tessel/Storage/Header.h"
-#include "Routing/Gmp/Tessel/Storage/StatusIdentity.h"
-#include "Routing/Gmp/Tessel/Storage/StatusList.h"
 #include "Routing/Gmp/Tessel/Storage/StatusStore.h"
 
 namespace Routing::Gmp::Tessel::Storage {
@@ -62,11 +59,18 @@ class UnfinishedTable {
     bool isOver_ = false;
 };
 
-TableFile createTable(const TableDirectory& directory) {
+/// Makes a table that holds nothing of a new file of its first pages.
+void makeTable(TableFile& file, Dimensions dimensions) {
+    file.holeAdd(maxStatusPages);
+    file.pagesIs(file.pages() + growthPages);
+    writeHeader(file, dimensions);
+}
+
+TableFile createTable(const TableDirectory& directory, Dimensions dimensions) {
     UnfinishedTable unfinished(directory);
     TableFile file = unfinished.mapped();
-    file.pagesIs(firstPages);
-    writeHeader(file);
+    file.pagesIs(dimensions.statusPage());
+    makeTable(file, dimensions);
     unfinished.putInPlace();
     return file;
 }
@@ -82,17 +86,19 @@ TableFile copyTable(const TableDirectory& directory, const TableFile& from) {
     return file;
 }
 
-TableFile openOrCreate(const TableDirectory& directory, const WriterLock& lock) {
+TableFile openOrCreate(const TableDirectory& directory, const WriterLock& lock,
+                       Dimensions dimensions) {
     Rix::FileDescriptor found = directory.find(fileName, O_RDWR);
-    if (!found.isOpen()) return createTable(directory);
+    if (!found.isOpen()) return createTable(directory, dimensions);
     TableFile file(std::move(found), directory.pathOf(fileName), TableFile::Access::write,
                    TableFile::Size::growing);
-    // Nothing is done to a file that is no table.
-    static_cast<void>(checkedHashSeed(file));
+    // Nothing is done to a file that is no table. What an obsolete one holds is written again by
+    // those who wrote it.
+    if (isObsoleteTable(file)) return createTable(directory, dimensions);
+    static_cast<void>(checkedHeader(file));
     // It may have a writer whose lock was removed or replaced: that one keeps the old file, and is
     // told that it is gone.
     if (!lock.isOf(file.id())) return copyTable(directory, file);
-    file.holesFill();
     return file;
 }
 
@@ -103,24 +109,30 @@ Table::Table(TableFile file, Sleepers sleepers, std::optional<FileWatch> watch,
     : lock_(std::move(lock)),
       file_(std::make_shared<TableFile>(std::move(file))),
       watch_(std::move(watch)),
-      hashSeed_(checkedHashSeed(*file_)),
+      header_(checkedHeader(*file_)),
       sleepers_(std::make_shared<Sleepers>(std::move(sleepers))),
-      wakeCalls_(*sleepers_, file_->at<Control>(controlPage)) {
+      wakeCalls_(*sleepers_, control()) {
+    // Nothing is written before the header is known to be ours.
+    openControl();
     openStatuses();
     openFreePages();
-    // Only now, when the table is known to be sound, is anything written to it.
-    log_.emplace(*file_);
+    statusesGuardIs();
     // The writer before this one may have been killed before it could log what it did.
     changed({});
 }
 
 Table::~Table() = default;
 
-std::unique_ptr<Table> Table::open(const std::filesystem::path& path, const TableAccess& access) {
+std::unique_ptr<Table> Table::open(const std::filesystem::path& path, const TableAccess& access,
+                                   const TableOptions& options) {
+    if (!isLogLength(options.logEntries)) {
+        throw Rix::RangeError("Routing::Gmp::Tessel::TableOptions::logEntries " +
+                              std::to_string(options.logEntries) + " not allowed");
+    }
     const auto directory =
         std::make_shared<const TableDirectory>(TableDirectory::forWriter(path, access));
     WriterLock lock(*directory);
-    TableFile file = openOrCreate(*directory, lock);
+    TableFile file = openOrCreate(*directory, lock, {options.logEntries});
     lock.tableIs(file.id(), *directory);
     directory->modesAre(file.descriptor(), fileName, access.mayRead, 0644);
     Sleepers sleepers = Sleepers::forWriter(*directory);
@@ -130,8 +142,10 @@ std::unique_ptr<Table> Table::open(const std::filesystem::path& path, const Tabl
 }
 
 std::unique_ptr<Table> Table::anonymous() {
-    TableFile file = TableFile::anonymous(firstPages);
-    writeHeader(file);
+    // Whoever follows it is in this process and keeps up.
+    constexpr Dimensions dimensions{4096};
+    TableFile file = TableFile::anonymous(dimensions.statusPage());
+    makeTable(file, dimensions);
     return std::unique_ptr<Table>(
         new Table(std::move(file), Sleepers::anonymous(), std::nullopt, std::nullopt));
 }
@@ -163,61 +177,23 @@ void Table::raiseForked() const {
                            "after the fork");
 }
 
-void Table::reportCorruption(std::string_view message) const {
-    if (listener_.corruption) listener_.corruption(message);
+void Table::corruptionListenerIs(std::function<void(std::string_view message)> listener) {
+    listener_.corruption = std::move(listener);
+    if (!listener_.corruption) return;
+    const std::vector<std::string> reports = std::exchange(reports_, {});
+    for (const std::string& report : reports)
+        listener_.corruption(report);
+}
+
+void Table::reportCorruption(std::string_view message) {
+    if (listener_.corruption) return listener_.corruption(message);
+    if (reports_.size() < mostReports) reports_.emplace_back(message);
 }
 
 // --- statuses -----------------------------------------------------------------------------------
 
-StatusEntry& Table::statusEntry(std::uint16_t place) const {
-    return StatusList(*file_).entry(place);
-}
-
-void Table::openStatuses() {
-    const StatusList list(*file_);
-    std::set<std::string> names;
-    const std::uint16_t size = list.checkedSize(file_->pages());
-    for (std::uint16_t place = 0; place < size; ++place) {
-        const StatusEntry& entry = list.entry(place);
-        if (const auto identity = StatusIdentity::read(entry)) {
-            lastStatus_ = std::max(lastStatus_, StatusIdentity::numberOf(identity->id));
-        }
-        if (entry.life.load(std::memory_order_relaxed) == 0) continue;
-        auto status = std::make_unique<StatusStore>(*this, place);
-        const VrfApp& key = status->key();
-        if (!names.insert(key.name() + static_cast<char>(key.app)).second) {
-            throw Rix::CorruptionError(file_->path() + ": status '" + key.name() +
-                                       "' is there twice");
-        }
-        statuses_.emplace(place, std::move(status));
-    }
-}
-
-void Table::openFreePages() {
-    std::vector<Directory::Extent> used = StatusList(*file_).extents();
-    used.push_back({0, statusListPage + 1});
-    used.push_back({logPage, logPages});
-    for (const auto& [place, status] : statuses_) {
-        const auto extents = status->extents();
-        used.insert(used.end(), extents.begin(), extents.end());
-    }
-    std::sort(used.begin(), used.end(),
-              [](const auto& a, const auto& b) { return a.page < b.page; });
-    PageNumber end = 0;
-    for (const Directory::Extent extent : used) {
-        if (extent.page < end || extent.pages > file_->pages() - extent.page) {
-            throw Rix::CorruptionError(file_->path() + ": page " + std::to_string(extent.page) +
-                                       " is used twice or lies outside the file");
-        }
-        allocator_.free(end, extent.page - end);
-        end = extent.page + extent.pages;
-    }
-    allocator_.free(end, file_->pages() - end);
-}
-
 std::uint16_t Table::freeStatusPlace() {
-    const StatusList list(*file_);
-    const std::uint16_t size = list.size();
+    const auto size = static_cast<std::uint16_t>(statusPages_ * statusEntriesAPage);
     for (std::uint16_t tried = 0; tried < size; ++tried) {
         const auto place = static_cast<std::uint16_t>((nextPlace_ + tried) % size);
         if (!statuses_.contains(place)) return place;
@@ -226,16 +202,18 @@ std::uint16_t Table::freeStatusPlace() {
         throw Rix::RangeError(file_->path() + ": more than " + std::to_string(maxStatuses) +
                               " statuses not allowed");
     }
-    TakenPages page(*this, 1);
-    list.pageAdd(page.keep());
+    file_->memoryGet(dimensions().statusPage() + statusPages_, 1);
+    list().clear(statusPages_);
+    ++statusPages_;
+    control().statusPages.store(paired(statusPages_), std::memory_order_release);
     return size;
 }
 
 /// Room for it comes first: a status does not give its pages back when it is not kept.
-StatusStore& Table::statusMake(std::uint16_t place, const VrfApp& key, std::uint64_t id) {
+StatusStore& Table::statusMake(std::uint16_t place, const StatusIdentity& identity) {
     const auto room = statuses_.try_emplace(place).first;
     try {
-        room->second = std::make_unique<StatusStore>(*this, place, key, id);
+        room->second = std::make_unique<StatusStore>(*this, place, identity);
     } catch (...) {
         statuses_.erase(room);
         throw;
@@ -244,16 +222,57 @@ StatusStore& Table::statusMake(std::uint16_t place, const VrfApp& key, std::uint
 }
 
 StatusStore& Table::statusAdd(const VrfApp& key) {
+    if (lastStatus_ == std::numeric_limits<std::uint32_t>::max()) {
+        throw Rix::RangeError(file_->path() + ": has no more identifiers for statuses");
+    }
     const std::uint16_t place = freeStatusPlace();
-    const std::uint64_t id = StatusIdentity::idOf(lastStatus_ + 1);
-    StatusStore& status = statusMake(place, key, id);
+    const StatusIdentity identity{key, paired(lastStatus_ + 1)};
+    StatusStore& status = statusMake(place, identity);
     // The entries of statuses that are gone stay readable as long as possible: readers of the log
     // learn the names of statuses from them.
     nextPlace_ = static_cast<std::uint16_t>(place + 1);
     ++lastStatus_;
-    statusEntry(place).life.store(id, std::memory_order_release);
-    changed({ChangeKind::statusAdded, id, place, {}, {}, {}});
+    // A writer that is killed while it writes the identity must not forget the identifier.
+    control().lastStatus.store(paired(lastStatus_), std::memory_order_release);
+    StatusEntry& entry = list().entry(place);
+    identity.write(entry);
+    entry.root.store(status.root(), std::memory_order_release);
+    guard_ = guard_.after(0, Guard::shareOf(identity.id, status.root(), place));
+    guarded(control().statuses, guard_,
+            [&] { entry.life.store(identity.id, std::memory_order_release); });
+    changed({ChangeKind::statusAdded, identity.id, place, {}, {}, {}});
     return status;
+}
+
+void Table::rootChanged(const StatusStore& status, std::uint64_t before) {
+    guard_ = guard_.after(Guard::shareOf(status.id(), before, status.place()),
+                          Guard::shareOf(status.id(), status.root(), status.place()));
+    guarded(control().statuses, guard_, [&] {
+        list().entry(status.place()).root.store(status.root(), std::memory_order_release);
+    });
+}
+
+bool Table::mendEntry(const StatusStore& status) {
+    StatusEntry& entry = list().entry(status.place());
+    const EntryReading reading = EntryReading::of(entry);
+    const bool isEntryRight = reading.kind == EntryReading::Kind::live &&
+                              reading.identity == status.identity() &&
+                              reading.root == status.root();
+    if (!isEntryRight) {
+        status.identity().write(entry);
+        entry.root.store(status.root(), std::memory_order_release);
+        entry.life.store(status.id(), std::memory_order_release);
+    }
+    const bool isControlRight =
+        list().pages() == statusPages_ &&
+        control().lastStatus.load(std::memory_order_relaxed) == paired(lastStatus_) &&
+        GuardReading::of(control().statuses) == GuardReading{guard_, guard_};
+    if (!isControlRight) {
+        control().statusPages.store(paired(statusPages_), std::memory_order_release);
+        control().lastStatus.store(paired(lastStatus_), std::memory_order_release);
+        guarded(control().statuses, guard_, [] {});
+    }
+    return !isEntryRight || !isControlRight;
 }
 
 Table::StatusContent Table::contentOf(StatusStore& status) const {
@@ -265,7 +284,9 @@ Table::StatusContent Table::contentOf(StatusStore& status) const {
 void Table::statusDel(StatusStore& status, const StatusContent& content) {
     const std::unique_ptr<StatusStore> store =
         std::move(statuses_.extract(status.place()).mapped());
-    statusEntry(store->place()).life.store(0, std::memory_order_release);
+    guard_ = guard_.after(Guard::shareOf(store->id(), store->root(), store->place()), 0);
+    guarded(control().statuses, guard_,
+            [&] { list().entry(store->place()).life.store(noLife, std::memory_order_release); });
     changed({ChangeKind::statusRemoved, store->id(), store->place(), {}, {}, {}});
     for (const Directory::Extent extent : content.extents)
         pagesGive(extent.page, extent.pages);

@@ -6,7 +6,10 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "Routing/Gmp/Tessel/Membership.h"
@@ -15,13 +18,17 @@
 #include "Routing/Gmp/Tessel/Storage/Directory.h"
 #include "Routing/Gmp/Tessel/Storage/FileWatch.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
+#include "Routing/Gmp/Tessel/Storage/Guard.h"
+#include "Routing/Gmp/Tessel/Storage/Header.h"
 #include "Routing/Gmp/Tessel/Storage/PageAllocator.h"
 #include "Routing/Gmp/Tessel/Storage/ProcessMark.h"
 #include "Routing/Gmp/Tessel/Storage/Record.h"
 #include "Routing/Gmp/Tessel/Storage/Sleepers.h"
+#include "Routing/Gmp/Tessel/Storage/StatusList.h"
 #include "Routing/Gmp/Tessel/Storage/TableFile.h"
 #include "Routing/Gmp/Tessel/Storage/WriterLock.h"
 #include "Routing/Gmp/Tessel/TableAccess.h"
+#include "Routing/Gmp/Tessel/TableOptions.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
 namespace Routing::Gmp::Tessel::Storage {
@@ -45,11 +52,12 @@ class Table {
         std::vector<Membership> memberships;
     };
 
-    /// The table in a directory; both are made if they are missing.
+    /// The table in a directory; both are made if they are missing. Statuses that are damaged are
+    /// lost, and reported.
     /// @throws std::system_error if the operating system refuses, or another writer is there
-    /// @throws Rix::CorruptionError if the file is no table, or is damaged where it must not be
+    /// @throws Rix::CorruptionError if the file is no table, or its header is damaged
     static std::unique_ptr<Table> open(const std::filesystem::path& directory,
-                                       const TableAccess& access);
+                                       const TableAccess& access, const TableOptions& options);
     /// An empty table without a file, private to this process.
     static std::unique_ptr<Table> anonymous();
 
@@ -74,8 +82,12 @@ class Table {
     /// check(), whether or not the files were looked at just now.
     void checkFiles();
 
-    Listener& listener() { return listener_; }
-    void reportCorruption(std::string_view message) const;
+    /// Whom to tell of damage; hears at once what was found before.
+    void corruptionListenerIs(std::function<void(std::string_view message)> listener);
+    void changeListenerIs(std::function<void(const MembershipChange&)> listener) {
+        listener_.change = std::move(listener);
+    }
+    void reportCorruption(std::string_view message);
 
     /// The statuses that the table holds, by their place among the entries.
     const std::map<std::uint16_t, std::unique_ptr<StatusStore>>& statuses() const {
@@ -99,8 +111,14 @@ class Table {
     std::shared_ptr<Sleepers> sleepers() const { return sleepers_; }
     /// Nothing for a table without a file.
     const std::optional<FileWatch>& watch() const { return watch_; }
-    const HashSeed& hashSeed() const { return hashSeed_; }
-    StatusEntry& statusEntry(std::uint16_t place) const;
+    const HashSeed& hashSeed() const { return header_.hashSeed; }
+    const CheckedHeader& header() const { return header_; }
+    Dimensions dimensions() const { return header_.dimensions; }
+    /// Publishes the root of a status, in the place of the one that it had.
+    void rootChanged(const StatusStore& status, std::uint64_t before);
+    /// Writes a status's entry and the control page again if somebody else changed them.
+    /// @returns whether somebody did
+    bool mendEntry(const StatusStore& status);
     /// Free pages, for a run of that many; the file grows if there are none.
     /// @throws std::system_error if it cannot
     PageNumber pagesTake(PageNumber pages);
@@ -120,23 +138,40 @@ class Table {
     void lookAtFiles();
     [[noreturn]] void raiseForked() const;
 
+    StatusList list() const { return {*file_, header_.dimensions}; }
+    Control& control() const { return file_->at<Control>(controlPage); }
+
+    // The start: TableStart.cpp.
+
+    void openControl();
     void openStatuses();
+    using Names = std::unordered_set<VrfApp>;
+    using Ids = std::unordered_set<std::uint64_t>;
+    void openStatus(std::uint16_t place, const EntryReading& entry, Names& names, Ids& ids);
     void openFreePages();
+    void statusesGuardIs();
+
     /// A place for a new status, its page there.
     std::uint16_t freeStatusPlace();
-    StatusStore& statusMake(std::uint16_t place, const VrfApp& key, std::uint64_t id);
+    StatusStore& statusMake(std::uint16_t place, const StatusIdentity& identity);
+
+    /// How many reports are kept for a listener to come.
+    static constexpr std::size_t mostReports = 1000;
 
     const ProcessMark process_;
     std::optional<WriterLock> lock_;
     std::shared_ptr<TableFile> file_;
     std::optional<FileWatch> watch_;
-    HashSeed hashSeed_{};
+    const CheckedHeader header_;
     std::optional<ChangeLogWriter> log_;
     std::shared_ptr<Sleepers> sleepers_;
     WakeCalls wakeCalls_;
     PageAllocator allocator_;
     Listener listener_;
+    std::vector<std::string> reports_;  ///< those that nobody heard yet
     std::map<std::uint16_t, std::unique_ptr<StatusStore>> statuses_;
+    Guard guard_;                   ///< over the statuses
+    PageNumber statusPages_ = 0;    ///< how many pages of entries are in use
     std::uint32_t lastStatus_ = 0;  ///< the highest number given to a status
     std::uint16_t nextPlace_ = 0;   ///< where the search for a free entry starts
 };

@@ -185,11 +185,7 @@ void TableFile::pagesIs(PageNumber pages) {
     const std::size_t newBytes = fileBytes(pages);
     if (newBytes > mapped_) reach(newBytes);
     if (isDeleted()) raiseSystemError(ENOENT, path_, "was deleted and cannot grow");
-    // Growing past the process's limit would raise a signal.
-    struct rlimit limit {};
-    if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && newBytes > limit.rlim_cur) {
-        raiseSystemError(EFBIG, path_, "cannot grow");
-    }
+    checkLimit(newBytes);
     if (const int error = lengthen(file_.number(), oldBytes, newBytes)) {
         // What was got of it is given back; the table needs none of it.
         static_cast<void>(ftruncate(file_.number(), static_cast<off_t>(oldBytes)));
@@ -202,11 +198,36 @@ void TableFile::pagesIs(PageNumber pages) {
     longest_ = pages;
 }
 
-void TableFile::holesFill() {
-    const struct stat status = statusOf(file_, path_);
-    if (status.st_blocks * 512 >= status.st_size) return;
-    if (const int error = posix_fallocate(file_.number(), 0, status.st_size)) {
+void TableFile::holeAdd(PageNumber pages) {
+    const std::size_t bytes = fileBytes(pages_ + pages);
+    if (bytes > mapped_) reach(bytes);
+    checkLimit(bytes);
+    if (ftruncate(file_.number(), static_cast<off_t>(bytes)) != 0) {
+        raiseSystemError(errno, path_, "cannot grow");
+    }
+    pages_ += pages;
+    longest_ = pages_;
+}
+
+void TableFile::memoryGet(PageNumber first, PageNumber pages) const {
+    const auto offset = static_cast<off_t>(fileBytes(first));
+    if (pages == 0) return;
+    if (const int error =
+            posix_fallocate(file_.number(), offset, static_cast<off_t>(fileBytes(pages)))) {
         raiseSystemError(error, path_, "cannot get its memory");
+    }
+}
+
+bool TableFile::hasMemory(PageNumber pages) const {
+    const auto blocks = static_cast<std::size_t>(statusOf(file_, path_).st_blocks);
+    return blocks * 512 >= fileBytes(pages);
+}
+
+void TableFile::checkLimit(std::size_t bytes) const {
+    // Growing past the process's limit would raise a signal.
+    struct rlimit limit {};
+    if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && bytes > limit.rlim_cur) {
+        raiseSystemError(EFBIG, path_, "cannot grow");
     }
 }
 

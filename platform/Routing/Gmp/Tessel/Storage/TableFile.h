@@ -67,8 +67,14 @@ class TableFile {
     /// Makes the file that long, all new memory there and zero. Nothing is changed if it cannot be.
     /// @throws std::system_error if memory, disk or address space is full, or the file was deleted
     void pagesIs(PageNumber pages);
-    /// Gets memory for what was never written of the file: a hole would be found out by a signal.
-    void holesFill();
+    /// Makes the file longer by pages without memory: memoryGet must come before they are touched.
+    /// @throws std::system_error as above
+    void holeAdd(PageNumber pages);
+    /// Gets memory for pages that may have none: touching those would be found out by a signal.
+    /// @throws std::system_error if memory or disk is full
+    void memoryGet(PageNumber first, PageNumber pages) const;
+    /// Whether the file has memory for that many pages, wherever they are.
+    bool hasMemory(PageNumber pages) const;
 
   private:
     class Mappings;
@@ -77,6 +83,7 @@ class TableFile {
     void reach(std::size_t bytes) const;
     bool isDeleted() const;
     [[noreturn]] void raiseCut() const;
+    void checkLimit(std::size_t bytes) const;
 
     Rix::FileDescriptor file_;
     std::string path_;

@@ -220,7 +220,8 @@ std::string classOf(const Moment& moment, std::size_t pagesChanged) {
 
 void run(Run& run) {
     const std::filesystem::path directory = run.directory() / "table";
-    const auto coll = Test::StatusColl::open(directory);
+    // Short, since the whole file is compared behind each instruction.
+    const auto coll = Test::StatusColl::open(directory, {}, {.logEntries = 1024});
     Attacker attacker(run);
     Content content;
     std::map<std::string, std::uint64_t> attacked;

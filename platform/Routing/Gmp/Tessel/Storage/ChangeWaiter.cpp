@@ -11,7 +11,7 @@ namespace {
 /// True as long as it lives.
 class While {
   public:
-    explicit While(std::atomic<bool>& flag) : flag_(flag) { flag_ = true; }
+    explicit While(std::atomic<bool>& flag) : flag_(flag) { flag_.store(true); }
     While(const While&) = delete;
     While& operator=(const While&) = delete;
     ~While() { flag_ = false; }

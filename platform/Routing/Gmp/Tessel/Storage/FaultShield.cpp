@@ -64,7 +64,7 @@ void onFault(int signal, siginfo_t* info, void* context) {
          slot = slot->next) {
         // A signal that a process sent has no address.
         if (info->si_code <= 0 || !slot->holds(address)) continue;
-        void* const page = reinterpret_cast<void*>(address / pageBytes * pageBytes);
+        void* const page = static_cast<std::byte*>(info->si_addr) - address % pageBytes;
         if (mmap(page, pageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED,
                  -1, 0) == MAP_FAILED) {
             break;

@@ -18,7 +18,7 @@ namespace Routing::Gmp::Tessel::Storage {
 FileWatch::FileWatch(std::shared_ptr<const TableDirectory> directory, FileId table)
     : directory_(std::move(directory)),
       own_(directory_->id()),
-      table_(table),
+      table_(std::move(table)),
       writer_(directory_->idOf("writer")) {}
 
 bool FileWatch::isDueByClock() {

@@ -98,7 +98,7 @@ TableFile::TableFile(Rix::FileDescriptor file, std::string path, Access access, 
       mappings_(std::make_unique<Mappings>()),
       isCut_(&mappings_->shield().isHit()) {
     pages_ = wholePages(statusOf(file_, path_));
-    longest_ = pages_;
+    longest_.store(pages_);
     if (size == Size::onePage) {
         pages_ = std::min(pages_, PageNumber{1});
         const int protection = access == Access::write ? PROT_READ | PROT_WRITE : PROT_READ;

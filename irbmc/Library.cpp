@@ -14,10 +14,10 @@ std::filesystem::path installedLibrary() {
     // Debian keeps libraries in a folder for each architecture.
     const std::array<std::filesystem::path, 2> folders{root / "lib", root / IRBMC_LIBRARY_FOLDER};
     for (const auto& folder : folders) {
-        auto file = folder / "libMembershipJoinStatusSm.so";
+        auto file = folder / "libMembershipJoinStatusSm.so.0";
         if (std::filesystem::exists(file)) return file;
     }
-    throw std::runtime_error("there is no libMembershipJoinStatusSm.so in " +
+    throw std::runtime_error("there is no libMembershipJoinStatusSm.so.0 in " +
                              folders.front().string() + "; --library or IRBMC_LIBRARY can name it");
 }
 

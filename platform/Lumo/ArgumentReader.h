@@ -7,12 +7,13 @@
 
 #include "Lumo/Argument.h"
 #include "Lumo/TypeData.h"
+#include "Rix/Export.h"
 
 namespace Lumo {
 
 /// Takes the arguments of an operation that is called by its name, one after the other, each as
 /// the type that the operation wants. Lives on the stack of such a call.
-class ArgumentReader {
+class RIX_EXPORT ArgumentReader {
   public:
     /// @param operation the operation's name, for messages
     /// @param count how many arguments it takes

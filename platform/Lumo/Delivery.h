@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "Lumo/Notification.h"
+#include "Rix/Export.h"
 
 /// The order in which changes reach those who listen, for each thread's event loop by itself.
 ///
@@ -14,14 +15,14 @@
 namespace Lumo::Delivery {
 
 /// Whether a delivery is under way on this thread.
-bool isUnderWay() noexcept;
+RIX_EXPORT bool isUnderWay() noexcept;
 
 /// Delivers a change now, whatever is under way, and, if nothing was, then the changes that
 /// waited for it.
-void deliver(const Notification& change);
+RIX_EXPORT void deliver(const Notification& change);
 
 /// Lets a change wait until the delivery under way is done. There must be one.
 /// @param delivery delivers the change; owns what it needs for that
-void postpone(std::function<void()> delivery);
+RIX_EXPORT void postpone(std::function<void()> delivery);
 
 }  // namespace Lumo::Delivery

@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "Rix/Export.h"
+
 /// Shared libraries whose types can be made by name.
 ///
 /// Such a library exports the C function `lumoModuleTypes`, which makes the TypeData of each of
@@ -11,6 +13,6 @@ namespace Lumo::Module {
 /// Loads a module, or does nothing if it is loaded already. Afterwards TypeData::type finds its
 /// types.
 /// @throws std::runtime_error naming the file, if it cannot be loaded or is no module
-void load(const std::filesystem::path& file);
+RIX_EXPORT void load(const std::filesystem::path& file);
 
 }  // namespace Lumo::Module

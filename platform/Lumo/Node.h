@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "Rix/Export.h"
+
 namespace Lumo {
 
 class Publisher;
@@ -11,10 +13,10 @@ class TypeData;
 /// Switches the reference counts of the whole process to atomic updates. An agent that shares
 /// objects between threads calls this once, before it makes its first object; until then counts
 /// are updated plainly.
-void threadSafeReferencesIs(bool threadSafe) noexcept;
+RIX_EXPORT void threadSafeReferencesIs(bool threadSafe) noexcept;
 
 namespace Detail {
-extern std::atomic<bool> threadSafeReferences;
+RIX_EXPORT extern std::atomic<bool> threadSafeReferences;
 }
 
 /// The base of every object of the runtime: a reference count and the object's flags.
@@ -24,7 +26,7 @@ extern std::atomic<bool> threadSafeReferences;
 /// runs its count is zero, and no Ptr to it may be made. An object belongs to the thread whose
 /// event loop uses it; only the count may be touched from several threads, and only once
 /// threadSafeReferencesIs(true) was called.
-class Node {
+class RIX_EXPORT Node {
   public:
     Node(const Node&) = delete;
     Node& operator=(const Node&) = delete;

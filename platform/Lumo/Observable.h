@@ -1,11 +1,12 @@
 #pragma once
 
 #include "Lumo/Publisher.h"
+#include "Rix/Export.h"
 
 namespace Lumo {
 
 /// An object whose changes can be listened to.
-class Observable : public Node {
+class RIX_EXPORT Observable : public Node {
   public:
     Publisher* publisher() const override { return &publisher_; }
 

@@ -6,12 +6,13 @@
 
 #include "Lumo/Notification.h"
 #include "Lumo/Subscriber.h"
+#include "Rix/Export.h"
 
 namespace Lumo {
 
 /// The list of those who listen to one object, in the order in which they subscribed. Part of that
 /// object; belongs to its thread.
-class Publisher {
+class RIX_EXPORT Publisher {
   public:
     Publisher() = default;
     Publisher(const Publisher&) = delete;

@@ -1,12 +1,13 @@
 #pragma once
 
 #include "Lumo/Notification.h"
+#include "Rix/Export.h"
 
 namespace Lumo {
 
 /// Someone who listens to the changes of an object. Belongs to the thread of that object, and must
 /// unsubscribe before it is destroyed.
-class Subscriber {
+class RIX_EXPORT Subscriber {
   public:
     Subscriber() = default;
     Subscriber(const Subscriber&) = delete;

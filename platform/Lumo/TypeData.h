@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Lumo/Argument.h"
+#include "Rix/Export.h"
 
 namespace Lumo {
 
@@ -16,7 +17,7 @@ namespace Lumo {
 ///
 /// There is one for each type, made on the type's first use and kept for the life of the process.
 /// Everything but the allocation statistics is constant; all may be read from any thread.
-class TypeData {
+class RIX_EXPORT TypeData {
   public:
     /// An attribute, with a way to print its value in an object of the type.
     struct Attribute {

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "Rix/Export.h"
 #include "Rix/Hash.h"
 
 namespace Ondel {
@@ -21,7 +22,7 @@ namespace Ondel {
 /// of the port with the empty name: no interface.
 ///
 /// The table of names only grows; it may be used from any thread.
-class IntfId {
+class RIX_EXPORT IntfId {
   public:
     enum class Kind : std::uint8_t { port = 0, vlan = 1, mcastTunnel = 2 };
 

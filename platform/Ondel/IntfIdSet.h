@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Ondel/IntfId.h"
+#include "Rix/Export.h"
 
 namespace Ondel {
 
@@ -14,7 +15,7 @@ namespace Ondel {
 ///
 /// The set may find itself damaged when its size is read; whoever reads then hands the error's
 /// message to the record's corruption handler and goes on as if the set were empty.
-class IntfIdSet {
+class RIX_EXPORT IntfIdSet {
   public:
     class Cursor;
     struct End {};

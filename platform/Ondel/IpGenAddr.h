@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "Rix/Export.h"
 #include "Rix/Hash.h"
 
 namespace Ondel {
@@ -20,7 +21,7 @@ namespace Ondel {
 /// The default address has no family: it prints as "none" and equals no address of a family. The
 /// all-zero address of a family stands for "any source" where a source is meant (RFC 3376, RFC
 /// 3810: the source of a (*,G) entry).
-class IpGenAddr {
+class RIX_EXPORT IpGenAddr {
   public:
     enum class Family : std::uint8_t { none = 0, ipv4 = 1, ipv6 = 2 };
     /// An IPv4 address fills the first 4 bytes, an IPv6 address all 16; network byte order. What

@@ -1,10 +1,12 @@
 // Assertions that stay in every build type.
 #pragma once
 
+#include "Rix/Export.h"
+
 namespace Rix {
 
 /// Prints "assertion failed: <text>, <file>:<line>" to standard error and aborts the process.
-[[noreturn]] void assertionFailed(const char* text, const char* file, int line) noexcept;
+[[noreturn]] RIX_EXPORT void assertionFailed(const char* text, const char* file, int line) noexcept;
 
 }  // namespace Rix
 

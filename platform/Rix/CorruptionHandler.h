@@ -2,11 +2,13 @@
 
 #include <string_view>
 
+#include "Rix/Export.h"
+
 namespace Rix {
 
 /// Takes the reports of damage that reading a shared table or set came upon. Owned by whoever
 /// publishes that table; outlives it. Called on the thread of the one who reads.
-class CorruptionHandler {
+class RIX_EXPORT CorruptionHandler {
   public:
     CorruptionHandler() = default;
     CorruptionHandler(const CorruptionHandler&) = delete;
@@ -18,6 +20,6 @@ class CorruptionHandler {
 };
 
 /// Hands a message to `handler`, or writes it to standard error where there is none.
-void reportCorruption(CorruptionHandler* handler, std::string_view message);
+RIX_EXPORT void reportCorruption(CorruptionHandler* handler, std::string_view message);
 
 }  // namespace Rix

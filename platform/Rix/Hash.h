@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <string_view>
 
+#include "Rix/Export.h"
+
 namespace Rix {
 
 /// A random number drawn once per process. Groups and sources are chosen by hosts; without a
 /// secret in the hash, a host could choose addresses that all fall into one bucket.
-std::uint64_t hashSeed() noexcept;
+RIX_EXPORT std::uint64_t hashSeed() noexcept;
 
 /// Folds one 64-bit word into a hash: the two halves of a 128-bit product, exclusive-ored.
 constexpr std::uint64_t hashWord(std::uint64_t hash, std::uint64_t word) noexcept {
@@ -19,6 +21,6 @@ constexpr std::uint64_t hashWord(std::uint64_t hash, std::uint64_t word) noexcep
 }
 
 /// Folds a run of bytes into a hash.
-std::uint64_t hashBytes(std::uint64_t hash, std::string_view bytes) noexcept;
+RIX_EXPORT std::uint64_t hashBytes(std::uint64_t hash, std::string_view bytes) noexcept;
 
 }  // namespace Rix

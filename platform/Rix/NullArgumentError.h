@@ -4,11 +4,13 @@
 #include <string>
 #include <string_view>
 
+#include "Rix/Export.h"
+
 namespace Rix {
 
 /// A mutator that needs an object was given a null reference. Nothing was changed. The message is
 /// "null argument for '<attribute>' of '<type>'".
-class NullArgumentError : public std::invalid_argument {
+class RIX_EXPORT NullArgumentError : public std::invalid_argument {
   public:
     /// @param attribute the attribute that was to take the object
     /// @param type      the type whose attribute it is

@@ -5,13 +5,15 @@
 #include <string>
 #include <string_view>
 
+#include "Rix/Export.h"
+
 namespace Toggle {
 
 /// The directory of the toggle files: what toggleDirectoryIs said last, else the environment
 /// variable IRBMC_TOGGLE_DIR, else /etc/irbmc/toggles.
-std::string toggleDirectory();
+RIX_EXPORT std::string toggleDirectory();
 /// The empty text goes back to the environment and the default.
-void toggleDirectoryIs(std::string directory);
+RIX_EXPORT void toggleDirectoryIs(std::string directory);
 
 /// What the file `<toggle directory>/<file>` says of the toggle `name`, read anew by every call.
 /// `defaultState` if there is no such file, or if it has no such name. `defaultState` too if the
@@ -19,9 +21,9 @@ void toggleDirectoryIs(std::string directory);
 /// neither true nor false; that is reported on standard error, the first time for each file.
 ///
 /// A directory that was named and does not exist is reported once, too.
-bool getToggleState(std::string_view file, std::string_view name, bool defaultState);
+RIX_EXPORT bool getToggleState(std::string_view file, std::string_view name, bool defaultState);
 
 /// Reports each name in that file that no toggle of a loaded library has, on standard error, once.
-void reportUnknownNames(std::string_view file);
+RIX_EXPORT void reportUnknownNames(std::string_view file);
 
 }  // namespace Toggle

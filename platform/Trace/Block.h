@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "Rix/Export.h"
 #include "Trace/Handle.h"
 #include "Trace/Site.h"
 
@@ -10,7 +11,7 @@ namespace Trace {
 /// A stretch of execution as the ring has it: a record when it begins and one, with its duration,
 /// when it ends, on whichever way out. It writes no text, whatever levels are enabled. TRACE_BLOCK
 /// makes one that lasts to the end of the enclosing scope, on the stack of the thread that runs it.
-class Block {
+class RIX_EXPORT Block {
   public:
     /// @param site its function is the operation's full signature
     Block(Site& site, const Handle& handle);

@@ -11,6 +11,7 @@
 #include "L3/VrfName.h"
 #include "Ondel/IntfId.h"
 #include "Ondel/IpGenAddr.h"
+#include "Rix/Export.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
 namespace Trace {
@@ -18,7 +19,7 @@ namespace Trace {
 /// Which messages are written as text, by what their values name: VLANs, VRFs, groups. A plain
 /// value. For each of the three that a filter has, a message must name one of its values; the
 /// default filter has none and takes every message.
-class Filter {
+class RIX_EXPORT Filter {
   public:
     /// The filter that `text` spells: conditions separated by commas, each vlan=NUMBER, vrf=NAME or
     /// group=ADDRESS; several of one kind are alternatives.

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Rix/Export.h"
 #include "Trace/Filter.h"
 #include "Trace/Levels.h"
 #include "Trace/Selection.h"
@@ -23,7 +24,7 @@ namespace Trace {
 /// for example IRBMC_TRACE='Pim::MembershipJoinStatusSm/2,3,7@vlan=10,vrf=red' (see Filter). What
 /// is malformed in it is reported once, on standard error, and the rest holds. A name that is not
 /// mentioned starts with no level enabled; one that nobody has is reported when the process exits.
-class Handle {
+class RIX_EXPORT Handle {
   public:
     /// The handle of that name, made on first use.
     static Handle& get(std::string_view name);

@@ -4,10 +4,12 @@
 #include <string>
 #include <string_view>
 
+#include "Rix/Export.h"
+
 namespace Trace {
 
 /// A set of trace levels, each 0..9. A plain value. The default is the empty set.
-class Levels {
+class RIX_EXPORT Levels {
   public:
     static constexpr unsigned count = 10;
 

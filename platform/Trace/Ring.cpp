@@ -15,6 +15,7 @@
 
 #include "Rix/FileDescriptor.h"
 #include "Trace/Clock.h"
+#include "Trace/RingFile.h"
 #include "Trace/RingSites.h"
 
 namespace Trace {
@@ -100,6 +101,10 @@ void Ring::fileIs(const std::string& path, std::uint32_t slotCount) {
         throw;
     }
     RingSites::instance().currentIs(std::move(ring));
+}
+
+void ringFileIs(const std::string& path, std::uint32_t slotCount) {
+    Ring::fileIs(path, slotCount);
 }
 
 Ring& Ring::first() noexcept {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "Rix/Export.h"
 #include "Trace/RecordBuffer.h"
 #include "Trace/RingLayout.h"
 
@@ -14,16 +15,10 @@ namespace Trace {
 /// record costs some tens of nanoseconds and allocates nothing. RingReader decodes it. A child that
 /// is forked writes to a ring of its own if this one is in memory, and to the same one if in a
 /// file.
-class Ring {
+class RIX_EXPORT Ring {
   public:
-    /// Puts the ring into the file `path` from now on: it survives the process, however that ends,
-    /// and can be read meanwhile. A file of that name is kept as "<path>.previous", in place of any
-    /// such. Records from before stay in the former ring. To be called once, when a process starts:
-    /// the memory of former rings is not given back, since a thread may be writing to it.
-    /// @param slotCount how many records it holds, rounded up to a power of two, at most
-    ///                  ringMaxSlots; each takes ringSlotBytes
-    /// @throws std::system_error naming the file; the ring is then where it was
-    static void fileIs(const std::string& path, std::uint32_t slotCount = ringDefaultSlots);
+    /// See ringFileIs.
+    static void fileIs(const std::string& path, std::uint32_t slotCount);
 
     /// The ring that records go to now.
     static Ring& current() noexcept {

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "Rix/Export.h"
 #include "Trace/Filter.h"
 #include "Trace/Levels.h"
 
@@ -9,7 +10,7 @@ namespace Trace {
 
 /// Which messages of a handle are written as text: those of these levels that the filter takes. A
 /// plain value.
-struct Selection {
+struct RIX_EXPORT Selection {
     Levels levels;
     Filter filter;
 

@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 
+#include "Rix/Export.h"
 #include "Trace/Handle.h"
 #include "Trace/Levels.h"
 #include "Trace/ValueKind.h"
@@ -14,7 +15,7 @@ namespace Trace {
 /// One place in the source that traces: what is the same about its messages each time. The trace
 /// macros make one each, with static storage; nothing points at it, so a module that holds some may
 /// be unloaded. Any thread may call it. A site always traces to the same handle.
-class Site {
+class RIX_EXPORT Site {
   public:
     /// @param level    0..9
     /// @param function the name that its messages carry, or "" if each message brings its own

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "Rix/Export.h"
 #include "Trace/Handle.h"
 
 namespace Trace {
@@ -26,14 +27,14 @@ using TextSink = std::function<void(const TextRecord&)>;
 /// Replaces the process's sink; an empty one stands for the default, which writes each message as
 /// one line to standard error. A call that another thread has begun may still end in the old one.
 /// Any thread.
-void textSinkIs(TextSink sink);
+RIX_EXPORT void textSinkIs(TextSink sink);
 
 /// The line of a message: "TIME HANDLE/LEVEL FUNCTION | TEXT", the time in UTC with microseconds:
 /// "2026-11-21T08:24:29.000042Z".
-std::string textLine(const TextRecord& record);
+RIX_EXPORT std::string textLine(const TextRecord& record);
 
 /// Gives a message to the sink, stamped with the present time.
-void writeText(const Handle& handle, unsigned level, std::string_view function,
-               std::string_view text);
+RIX_EXPORT void writeText(const Handle& handle, unsigned level, std::string_view function,
+                          std::string_view text);
 
 }  // namespace Trace

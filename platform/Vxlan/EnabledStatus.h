@@ -5,6 +5,7 @@
 #include "L3/VrfName.h"
 #include "Lumo/Object.h"
 #include "Lumo/Observable.h"
+#include "Rix/Export.h"
 #include "Rix/ValueMap.h"
 
 namespace Vxlan {
@@ -19,7 +20,7 @@ namespace Vxlan {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class EnabledStatus final : public Lumo::Object<EnabledStatus, Lumo::Observable> {
+class RIX_EXPORT EnabledStatus final : public Lumo::Object<EnabledStatus, Lumo::Observable> {
   public:
     /// Keyed by L3::VrfName; the previous value is a std::uint16_t.
     static constexpr Lumo::FieldId vrfToSBDVlanField{0};

@@ -30,7 +30,7 @@ class Workshop:
         self.object = folder / "mutant.o"
         self.multiplexed = folder / "multiplexed.cpp"
         self.choice = folder / "choice.o"
-        self.library = folder / "lib" / "libMembershipJoinStatusSm.so"
+        self.library = folder / "lib" / "libMembershipJoinStatusSm.so.0"
         self.tests = folder / "bin" / "pimMutantTest"
         self._build()
         self._copySources()
@@ -162,7 +162,7 @@ class Workshop:
     def _link(self, file):
         """Links the tests and the library again, with the mutant in place of the original."""
         return self._linkOne("bin/pimTest", self.tests, file) and \
-            self._linkOne("lib/libMembershipJoinStatusSm.so", self.library, file)
+            self._linkOne("lib/libMembershipJoinStatusSm.so.0", self.library, file)
 
     def _linkOne(self, target, output, file):
         if target not in self.links:

@@ -4,6 +4,7 @@
 #include "L3/VrfName.h"
 #include "Lumo/Object.h"
 #include "Lumo/Observable.h"
+#include "Rix/Export.h"
 #include "Rix/ValueMap.h"
 
 namespace Irb::Multicast {
@@ -18,7 +19,7 @@ namespace Irb::Multicast {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class GmpProxyStatus final : public Lumo::Object<GmpProxyStatus, Lumo::Observable> {
+class RIX_EXPORT GmpProxyStatus final : public Lumo::Object<GmpProxyStatus, Lumo::Observable> {
   public:
     /// Keyed by L3::VrfName; the previous value is a Bridging::VlanId.
     static constexpr Lumo::FieldId vrfToSbdVlanField{0};

@@ -4,6 +4,7 @@
 #include "Lumo/Object.h"
 #include "Lumo/Observable.h"
 #include "Ondel/IntfId.h"
+#include "Rix/Export.h"
 
 namespace L3::Intf {
 
@@ -16,7 +17,7 @@ namespace L3::Intf {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class Status final : public Lumo::Object<Status, Lumo::Observable> {
+class RIX_EXPORT Status final : public Lumo::Object<Status, Lumo::Observable> {
   public:
     static constexpr Lumo::FieldId vrfField{1};
 

@@ -4,6 +4,7 @@
 #include "Lumo/Object.h"
 #include "Lumo/Observable.h"
 #include "Rix/Collection.h"
+#include "Rix/Export.h"
 
 namespace L3::Intf {
 
@@ -16,7 +17,7 @@ namespace L3::Intf {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class StatusDir final : public Lumo::Object<StatusDir, Lumo::Observable> {
+class RIX_EXPORT StatusDir final : public Lumo::Object<StatusDir, Lumo::Observable> {
   public:
     /// Keyed by Ondel::IntfId.
     static constexpr Lumo::FieldId intfStatusField{0};

@@ -6,6 +6,7 @@
 #include "Lumo/Object.h"
 #include "Lumo/Observable.h"
 #include "Rix/CorruptionHandler.h"
+#include "Rix/Export.h"
 #include "Rix/ValueMap.h"
 #include "Routing/Multicast/PegDrVlan.h"
 
@@ -22,7 +23,7 @@ namespace Routing::Multicast {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class PegDrStatus final : public Lumo::Object<PegDrStatus, Lumo::Observable> {
+class RIX_EXPORT PegDrStatus final : public Lumo::Object<PegDrStatus, Lumo::Observable> {
   public:
     /// Keyed by Bridging::VlanId.
     static constexpr Lumo::FieldId pegDrVlanField{0};

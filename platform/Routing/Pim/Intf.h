@@ -2,11 +2,12 @@
 
 #include "Lumo/Object.h"
 #include "Ondel/IntfId.h"
+#include "Rix/Export.h"
 
 namespace Routing::Pim {
 
 /// One interface on which PIM runs. Published by PIM; readers hold shared read-only references.
-class Intf final : public Lumo::Object<Intf> {
+class RIX_EXPORT Intf final : public Lumo::Object<Intf> {
   public:
     explicit Intf(Ondel::IntfId intfId) : intfId_(intfId) {}
     static const Lumo::TypeData& type();

@@ -4,6 +4,7 @@
 #include "Lumo/Object.h"
 #include "Lumo/Observable.h"
 #include "Rix/Collection.h"
+#include "Rix/Export.h"
 #include "Routing/Pim/Intf.h"
 
 namespace Routing::Pim {
@@ -17,7 +18,7 @@ namespace Routing::Pim {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class Status final : public Lumo::Object<Status, Lumo::Observable> {
+class RIX_EXPORT Status final : public Lumo::Object<Status, Lumo::Observable> {
   public:
     /// Keyed by Ondel::IntfId.
     static constexpr Lumo::FieldId intfField{1};

@@ -4,6 +4,7 @@
 #include "Lumo/Object.h"
 #include "Lumo/Observable.h"
 #include "Rix/Collection.h"
+#include "Rix/Export.h"
 #include "Routing/Pim/Status.h"
 
 namespace Routing::Pim {
@@ -17,7 +18,7 @@ namespace Routing::Pim {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class StatusColl final : public Lumo::Object<StatusColl, Lumo::Observable> {
+class RIX_EXPORT StatusColl final : public Lumo::Object<StatusColl, Lumo::Observable> {
   public:
     /// Keyed by L3::VrfName.
     static constexpr Lumo::FieldId vrfStatusField{0};

@@ -39,7 +39,7 @@ int ended(pid_t process) {
 /// A ring file of a process that is gone, holding the numbers 1 to `count` as messages.
 void makeRing(const std::string& path, std::uint32_t slotCount, std::uint32_t count) {
     const int status = ended(child([&] {
-        Ring::fileIs(path, slotCount);
+        Trace::ringFileIs(path, slotCount);
         for (std::uint32_t i = 1; i <= count; ++i)
             TRACE(testHandle(), 5, "makeRing", "number {}", i);
     }));
@@ -76,7 +76,7 @@ class TraceRingFile : public testing::Test {
 
 TEST_F(TraceRingFile, IsDecodedByAnotherProcessAfterItsOwnWasKilled) {
     const pid_t process = child([&] {
-        Ring::fileIs(path_);
+        Trace::ringFileIs(path_);
         TRACE_BLOCK(testHandle(), "void f()");
         TRACE(testHandle(), 8, "f", "vlan {}", Bridging::VlanId(10));
         kill(getpid(), SIGKILL);
@@ -98,7 +98,7 @@ TEST_F(TraceRingFile, LosesAtMostTheRecordThatAKilledProcessWasWriting) {
     int started[2];
     ASSERT_EQ(pipe(started), 0);
     const pid_t process = child([&] {
-        Ring::fileIs(path_, 64);
+        Trace::ringFileIs(path_, 64);
         for (std::uint32_t i = 1;; ++i) {
             TRACE(testHandle(), 5, "f", "{} {}", i, i);
             if (i == 1000 && write(started[1], "x", 1) != 1) _exit(1);
@@ -122,7 +122,7 @@ TEST_F(TraceRingFile, LosesAtMostTheRecordThatAKilledProcessWasWriting) {
 }
 
 TEST_F(TraceRingFile, CanBeReadWhileItsProcessWrites) {
-    Ring::fileIs(path_, 16);
+    Trace::ringFileIs(path_, 16);
     TRACE(testHandle(), 5, "f", "one");
     EXPECT_EQ(testRecords(RingReader::ofFile(path_)).size(), 1u);
     TRACE(testHandle(), 5, "f", "two");
@@ -135,7 +135,7 @@ TEST_F(TraceRingFile, CanBeReadWhileItsProcessWrites) {
 TEST_F(TraceRingFile, KnowsTheSitesThatTracedBeforeItWasMade) {
     const auto trace = [] { TRACE(testHandle(), 5, "f", "site from before"); };
     trace();
-    Ring::fileIs(path_, 16);
+    Trace::ringFileIs(path_, 16);
     trace();
     const auto records = testRecords(RingReader::ofFile(path_));
     ASSERT_EQ(records.size(), 1u);
@@ -161,21 +161,21 @@ TEST_F(TraceRingFile, RoundsItsSizeUpToAPowerOfTwo) {
 TEST_F(TraceRingFile, ThatCannotBeMadeIsAnErrorAndLeavesTheRingWhereItWas) {
     const std::string path = directory_.file("missing/ring");
     try {
-        Ring::fileIs(path);
+        Trace::ringFileIs(path);
         FAIL() << "made";
     } catch (const std::system_error& error) {
         EXPECT_NE(std::string(error.what()).find(path), std::string::npos) << error.what();
         EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory);
     }
-    EXPECT_THROW(Ring::fileIs(path_, Trace::ringMaxSlots + 1), std::system_error);
+    EXPECT_THROW(Trace::ringFileIs(path_, Trace::ringMaxSlots + 1), std::system_error);
     std::filesystem::create_directories(path_ + "/of");
-    EXPECT_THROW(Ring::fileIs(path_ + "/of/.."), std::system_error);
+    EXPECT_THROW(Trace::ringFileIs(path_ + "/of/.."), std::system_error);
     TRACE(testHandle(), 5, "f", "still traced");
     EXPECT_EQ(testRecords(RingReader::ofProcess()).size(), 1u);
 }
 
 TEST_F(TraceRingFile, OfManyThreadsThatOvertakeEachOtherDecodesNothingThatWasNotWritten) {
-    Ring::fileIs(path_, 4);
+    Trace::ringFileIs(path_, 4);
     const auto write = [](std::uint32_t writer) {
         for (std::uint32_t i = 0; i < 2000; ++i)
             TRACE(testHandle(), 5, "f", "{} {} {} {}", writer, i, "in between", writer + i);
@@ -308,7 +308,7 @@ void traceFrom(const std::string& handle) {
 TEST_F(TraceRingFile, WhoseTableOfSitesIsFullStillHoldsTheRecords) {
     const auto trace = [&] {
         const std::string name(60'000, 'n');
-        Ring::fileIs(path_, 16);
+        Trace::ringFileIs(path_, 16);
         traceFrom<0>(name + "0");
         traceFrom<1>(name + "1");
         traceFrom<2>(name + "2");

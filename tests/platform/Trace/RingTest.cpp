@@ -203,7 +203,7 @@ TEST(TraceRing, ClosesABlockOnAnExceptionAndAnEarlyReturn) {
 
 TEST(TraceRing, KeepsTheLatestRecordsWhenItWraps) {
     const TemporaryDirectory directory;
-    Trace::Ring::fileIs(directory.file("ring"));
+    Trace::ringFileIs(directory.file("ring"));
     const std::uint32_t count = 2 * Trace::ringDefaultSlots + 10;
     for (std::uint32_t i = 1; i <= count; ++i)
         TRACE(testHandle(), 1, "f", "{}", i);
@@ -237,7 +237,7 @@ TEST(TraceRing, IsWrittenByManyThreadsAndReadMeanwhile) {
         ASSERT_EQ(number(2), number(0) * perThread + number(1));
     };
     const TemporaryDirectory directory;
-    Trace::Ring::fileIs(directory.file("ring"));
+    Trace::ringFileIs(directory.file("ring"));
     std::vector<std::thread> writers;
     for (const std::uint32_t writer : {0u, 1u, 2u})
         writers.emplace_back(write, writer);

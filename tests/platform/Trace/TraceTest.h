@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "TemporaryDirectory.h"
+#include "Trace/RingFile.h"
 #include "Trace/RingReader.h"
 #include "Trace/Trace.h"
 

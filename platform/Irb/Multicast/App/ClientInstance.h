@@ -2,10 +2,12 @@
 
 #include <string_view>
 
+#include "Rix/Export.h"
+
 namespace Irb::Multicast::App {
 
 /// What kind of client of the multicast agent a name stands for.
-class ClientInstance {
+class RIX_EXPORT ClientInstance {
   public:
     enum Value : unsigned char {
         unknown = 0,

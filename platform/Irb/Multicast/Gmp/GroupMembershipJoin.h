@@ -4,6 +4,7 @@
 #include "Lumo/Object.h"
 #include "Lumo/Observable.h"
 #include "Rix/Collection.h"
+#include "Rix/Export.h"
 
 namespace Irb::Multicast::Gmp {
 
@@ -16,7 +17,8 @@ namespace Irb::Multicast::Gmp {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class GroupMembershipJoin final : public Lumo::Object<GroupMembershipJoin, Lumo::Observable> {
+class RIX_EXPORT GroupMembershipJoin final
+    : public Lumo::Object<GroupMembershipJoin, Lumo::Observable> {
   public:
     /// Keyed by Ondel::IpGenAddr.
     static constexpr Lumo::FieldId sourceField{1};

@@ -8,6 +8,7 @@
 #include "Lumo/Object.h"
 #include "Lumo/Observable.h"
 #include "Rix/Collection.h"
+#include "Rix/Export.h"
 
 namespace Irb::Multicast::Gmp {
 
@@ -21,7 +22,8 @@ namespace Irb::Multicast::Gmp {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class MembershipJoinStatus final : public Lumo::Object<MembershipJoinStatus, Lumo::Observable> {
+class RIX_EXPORT MembershipJoinStatus final
+    : public Lumo::Object<MembershipJoinStatus, Lumo::Observable> {
   public:
     static constexpr Lumo::FieldId nameField{0};
     /// Keyed by Bridging::VlanId.

@@ -7,6 +7,7 @@
 #include "Ondel/IntfIdSet.h"
 #include "Ondel/IpGenAddr.h"
 #include "Rix/CorruptionHandler.h"
+#include "Rix/Export.h"
 
 namespace Irb::Multicast::Gmp {
 
@@ -20,7 +21,8 @@ namespace Irb::Multicast::Gmp {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class SourceMembershipJoin final : public Lumo::Object<SourceMembershipJoin, Lumo::Observable> {
+class RIX_EXPORT SourceMembershipJoin final
+    : public Lumo::Object<SourceMembershipJoin, Lumo::Observable> {
   public:
     /// Both sets are keyed by Ondel::IntfId.
     static constexpr Lumo::FieldId includeIntfsField{1};

@@ -5,6 +5,7 @@
 #include "Lumo/Object.h"
 #include "Lumo/Observable.h"
 #include "Rix/Collection.h"
+#include "Rix/Export.h"
 
 namespace Irb::Multicast::Gmp {
 
@@ -17,7 +18,8 @@ namespace Irb::Multicast::Gmp {
 /// a state machine a std::system_error if its table finds no room or its file is gone, a
 /// Rix::RangeError if a VLAN number cannot be one, std::bad_alloc. The record and everybody who
 /// follows it stay usable; the machine's `reconcile` makes up for what it missed.
-class VlanMembershipJoin final : public Lumo::Object<VlanMembershipJoin, Lumo::Observable> {
+class RIX_EXPORT VlanMembershipJoin final
+    : public Lumo::Object<VlanMembershipJoin, Lumo::Observable> {
   public:
     /// Keyed by Ondel::IpGenAddr.
     static constexpr Lumo::FieldId groupField{1};

@@ -9,6 +9,7 @@
 
 #include "Lumo/Object.h"
 #include "Lumo/Ptr.h"
+#include "Rix/Export.h"
 #include "Routing/Gmp/Tessel/Membership.h"
 #include "Routing/Gmp/Tessel/RouteIntfKey.h"
 
@@ -26,7 +27,7 @@ class Table;
 /// the collection removes it, is destroyed, or hands its storage over, the object is by itself
 /// again, and whatever still refers to it reaches no storage any more. By itself it holds nothing.
 /// Belongs to the thread of the event loop on which its collection is written.
-class Status final : public Lumo::Object<Status> {
+class RIX_EXPORT Status final : public Lumo::Object<Status> {
   public:
     class Walk;
 

@@ -33,13 +33,17 @@ StatusColl::~StatusColl() {
         status->storeIs(nullptr, nullptr);
 }
 
+Lumo::Ptr<StatusColl> StatusColl::over(std::unique_ptr<Storage::Table> table) {
+    return Lumo::Ptr<StatusColl>::adopt(new (Lumo::Made{}) StatusColl(std::move(table)));
+}
+
 Lumo::Ptr<StatusColl> StatusColl::open(const std::filesystem::path& directory,
                                        const TableAccess& access, const TableOptions& options) {
-    return Lumo::make<StatusColl>(Storage::Table::open(directory, access, options));
+    return over(Storage::Table::open(directory, access, options));
 }
 
 Lumo::Ptr<StatusColl> StatusColl::anonymous() {
-    return Lumo::make<StatusColl>(Storage::Table::anonymous());
+    return over(Storage::Table::anonymous());
 }
 
 void StatusColl::checkFiles() const {
@@ -101,7 +105,7 @@ Lumo::Ptr<StatusColl> StatusColl::handOver() {
     for (const auto& [key, status] : statuses_)
         status->storeIs(nullptr, nullptr);
     statuses_.clear();
-    return Lumo::make<StatusColl>(std::move(own));
+    return over(std::move(own));
 }
 
 // --- walking ------------------------------------------------------------------------------------

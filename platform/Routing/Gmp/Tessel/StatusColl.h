@@ -12,6 +12,7 @@
 
 #include "Lumo/Object.h"
 #include "Lumo/Ptr.h"
+#include "Rix/Export.h"
 #include "Routing/Gmp/Tessel/MembershipChange.h"
 #include "Routing/Gmp/Tessel/Status.h"
 #include "Routing/Gmp/Tessel/TableAccess.h"
@@ -37,7 +38,7 @@ namespace Routing::Gmp::Tessel {
 /// that met it. A write to a table whose directory or file was removed or replaced raises a
 /// TableGoneError, half a second or eight writes later at the latest: others read and write what is
 /// there now. The collection is of no use then; let it go, and open the directory anew.
-class StatusColl final : public Lumo::Object<StatusColl> {
+class RIX_EXPORT StatusColl final : public Lumo::Object<StatusColl> {
   public:
     class Walk;
 
@@ -102,11 +103,11 @@ class StatusColl final : public Lumo::Object<StatusColl> {
     /// observer) to a new collection. This one is from then on an empty anonymous table of its own.
     Lumo::Ptr<StatusColl> handOver();
 
-    /// For open, anonymous and handOver: a collection over that storage.
-    explicit StatusColl(std::unique_ptr<Storage::Table> table);
-
   private:
     friend class TableReader;
+
+    explicit StatusColl(std::unique_ptr<Storage::Table> table);
+    static Lumo::Ptr<StatusColl> over(std::unique_ptr<Storage::Table> table);
 
     std::unique_ptr<Storage::Table> table_;
     std::unordered_map<VrfApp, Lumo::Ptr<Status>> statuses_;

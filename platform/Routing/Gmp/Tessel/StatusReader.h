@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Rix/Export.h"
 #include "Routing/Gmp/Tessel/MembershipReading.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
@@ -21,7 +22,7 @@ class StatusView;
 /// Given out by a TableReader, which it may outlive. Holds a copy of the status's small directory
 /// and reads everything else from the shared memory, never waiting for the writer. A plain value;
 /// each belongs to one thread.
-class StatusReader {
+class RIX_EXPORT StatusReader {
   public:
     class Walk;
 

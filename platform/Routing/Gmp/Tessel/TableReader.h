@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Lumo/Ptr.h"
+#include "Rix/Export.h"
 #include "Routing/Gmp/Tessel/StatusReader.h"
 #include "Routing/Gmp/Tessel/TableChange.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
@@ -38,7 +39,7 @@ struct LoggedChange;
 /// Reading raises a std::system_error once the file was cut short. waitForChange() and changes()
 /// raise a TableGoneError within a second after the directory or a file in it was removed or
 /// replaced: nobody writes what this reader reads any more. Another reader may be made then.
-class TableReader {
+class RIX_EXPORT TableReader {
   public:
     /// The table in a directory. If it is just being made, waits for it, at most a second.
     /// @throws std::system_error if there is none or it may not be read, or if somebody else than

@@ -1,0 +1,28 @@
+# What the libraries that are installed have in common.
+
+# irbmc_hidden(TARGET): its objects show nothing but what is marked RIX_EXPORT.
+function(irbmc_hidden target)
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+endfunction()
+
+# irbmc_shared(TARGET MAP): a library with a versioned name, which shows of the marked names those
+# that its map lists. The 0 counts up when a program built against an older one would break.
+function(irbmc_shared target map)
+  set_target_properties(${target} PROPERTIES SOVERSION 0 INSTALL_RPATH "$ORIGIN"
+    LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${map})
+  target_link_options(${target} PRIVATE
+    LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${map})
+  if(NOT IRBMC_SANITIZE)  # clang keeps a sanitizer's runtime in the program, not in its libraries
+    target_link_options(${target} PRIVATE LINKER:--no-undefined)
+  endif()
+endfunction()
+
+# irbmc_pkg_config(TARGET DESCRIPTION REQUIRED...): pkg-config knows the library by its target's
+# name. The file finds its folder by itself, wherever it was installed.
+function(irbmc_pkg_config target description)
+  file(RELATIVE_PATH prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  string(JOIN ", " required ${ARGN})
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in ${target}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${target}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()

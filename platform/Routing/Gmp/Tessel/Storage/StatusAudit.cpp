@@ -82,20 +82,23 @@ void StatusStore::auditPlace(OpenSegment& segment, std::uint32_t place, bool isT
 }
 
 /// Decides which candidates are memberships: those with which the segment is as its guard says.
-/// All, none, or all but the one that a killed writer left.
+/// None, all, or all but the one that a killed writer left. None first: where an operation was
+/// under way, readers have met the segment without what it left.
 void StatusStore::settle(OpenSegment& segment, Audit& audit) const {
+    if (audit.expected.allows(audit.sum)) {
+        for (Audit::Candidate& candidate : audit.candidates)
+            candidate.isMembership = false;
+        return;
+    }
     std::uint32_t all = audit.sum;
     for (const Audit::Candidate& candidate : audit.candidates)
         all += candidate.share;
     if (audit.expected.allows(all)) return;
-    const bool isWholeWithout = audit.expected.allows(audit.sum);
     for (Audit::Candidate& candidate : audit.candidates) {
-        if (isWholeWithout) candidate.isMembership = false;
-        if (isWholeWithout || !audit.expected.allows(all - candidate.share)) continue;
+        if (!audit.expected.allows(all - candidate.share)) continue;
         candidate.isMembership = false;
         return;
     }
-    if (isWholeWithout) return;
     if (!audit.isLossy) {
         audit.reports.push_back(segmentText(segment) +
                                 " is not as it was written; memberships may be missing or old");

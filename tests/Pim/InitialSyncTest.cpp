@@ -327,6 +327,8 @@ TEST_F(InitialSync, IsTimed) {
 using InitialSyncDeathTest = InitialSync;
 
 TEST_F(InitialSyncDeathTest, AnAnySourceEntryOfAGroupWithoutATrackerIsABrokenInvariant) {
+    // A process that was forked may not use this one's table: the test runs anew in one of its own.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
     bind("vlan10", "red");
     join(10, "239.1.1.1", "0.0.0.0", "mtunnel1");
     start();

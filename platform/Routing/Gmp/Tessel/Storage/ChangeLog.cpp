@@ -86,10 +86,13 @@ std::vector<std::uint64_t> ChangeLogReader::faults() const {
     std::vector<std::uint64_t> places;
     const std::uint64_t length = mask_ + 1;
     const std::uint64_t last = count();
-    for (std::uint64_t number = last - std::min(last, length) + 1; number <= last; ++number) {
+    for (std::uint64_t number = last; number > last - std::min(last, length); --number) {
         const std::uint64_t place = (number - 1) & mask_;
+        const auto change = read(ring_[place], number);
+        // Whoever has not read so far walks the table, and reads no change before this one.
+        if (change && change->kind == ChangeKind::lost) break;
         // The entry is written over once as many changes as the log is long came after it.
-        if (!read(ring_[place], number) && count() < number + length - 1) places.push_back(place);
+        if (!change && count() < number + length - 1) places.push_back(place);
     }
     return places;
 }

@@ -73,7 +73,7 @@ class ChangeLogReader {
     /// The change of that number, counted from 0; nothing if the log has no such change, or no
     /// longer, or it is damaged.
     std::optional<LoggedChange> change(std::uint64_t number) const;
-    /// The places of entries in the ring that are damaged.
+    /// The places of entries in the ring that are damaged, of those that a reader may still read.
     std::vector<std::uint64_t> faults() const;
     /// What a reader looks at to sleep until there is a change.
     const Control& control() const { return control_; }

@@ -1,5 +1,6 @@
 #include "Replay/Names.h"
 
+#include <algorithm>
 #include <array>
 
 #include "Routing/Gmp/Tessel/App.h"
@@ -18,10 +19,9 @@ std::string textIn(const Names& names, std::uint8_t value) {
 }
 
 std::optional<std::uint8_t> valueIn(const Names& names, std::string_view name) {
-    for (std::uint8_t value = 0; value < names.size(); ++value) {
-        if (names[value] == name) return value;
-    }
-    return std::nullopt;
+    const auto found = std::find(names.begin(), names.end(), name);
+    if (found == names.end()) return std::nullopt;
+    return static_cast<std::uint8_t>(found - names.begin());
 }
 
 }  // namespace

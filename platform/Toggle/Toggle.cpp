@@ -101,7 +101,9 @@ void reportUnknownNames(std::string_view file) {
         if (!text) return;
         for (const std::string& name : ToggleFile::parse(*text).names()) {
             if (isKnown(name)) continue;
-            Toggles::instance().report(path + ": '" + name + "'", " is the name of no toggle");
+            std::string problem = path;
+            problem.append(": '").append(name).append("'");
+            Toggles::instance().report(problem, " is the name of no toggle");
         }
     } catch (const std::runtime_error&) {
         // Whoever asked for a state of this file reported it.

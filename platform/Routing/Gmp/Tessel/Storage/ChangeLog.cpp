@@ -8,7 +8,7 @@ namespace {
 
 /// A mode that is not there is 0, so these are all.
 bool arePossible(ChangeKind kind, const KeyWords& key, std::uint64_t before, std::uint64_t after) {
-    constexpr std::uint64_t lastMode = static_cast<std::uint64_t>(FilterMode::include);
+    constexpr auto lastMode = static_cast<std::uint64_t>(FilterMode::include);
     if (before > lastMode || after > lastMode) return false;
     switch (kind) {
         case ChangeKind::inserted:

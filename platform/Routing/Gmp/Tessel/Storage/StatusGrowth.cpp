@@ -75,7 +75,7 @@ StatusStore::Plan StatusStore::plan(const Directory::Spot& spot) const {
         return plan;
     }
     while (plan.low.end - plan.low.first < leastSplitRun) {
-        if (node.size() * 2 > mostEntriesASegment * (segments_.size() + 1)) {
+        if (std::size_t{node.size()} * 2 > mostEntriesASegment * (segments_.size() + 1)) {
             return planBelow(spot);
         }
         node.doubled();

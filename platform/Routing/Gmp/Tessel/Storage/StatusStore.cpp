@@ -66,6 +66,8 @@ StatusStore::StatusStore(Table& table, std::uint16_t place, const StatusIdentity
     segments_.back().isKnown = true;
     segments_.back().guardIs(Guard::empty(segments_.back().view.salt()));
     root_ = directory_.store(table_.file(), directoryPage.first(), identity_.id);
+    // Known only once the directory is stored.
+    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer)
     guardsOffset_ = directory_.guardsOffset();
     storeGuards();
     segmentPage.keep();

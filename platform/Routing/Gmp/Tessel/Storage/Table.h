@@ -56,8 +56,8 @@ class Table {
     /// lost, and reported.
     /// @throws std::system_error if the operating system refuses, or another writer is there
     /// @throws Rix::CorruptionError if the file is no table, or its header is damaged
-    static std::unique_ptr<Table> open(const std::filesystem::path& directory,
-                                       const TableAccess& access, const TableOptions& options);
+    static std::unique_ptr<Table> open(const std::filesystem::path& path, const TableAccess& access,
+                                       const TableOptions& options);
     /// An empty table without a file, private to this process.
     static std::unique_ptr<Table> anonymous();
 

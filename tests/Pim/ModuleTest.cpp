@@ -69,6 +69,7 @@ TEST_F(Module, TheMachineIsMadeByTheNameOfItsType) {
     MembershipJoinStatusSm::type();
     const TypeData* type = TypeData::type(typeName);
     ASSERT_EQ(type, &MembershipJoinStatusSm::type());
+    EXPECT_EQ(type, &Ingress::MembershipJoinStatusSm::type());
     const Lumo::Ptr<Node> made = type->construct(arguments());
     EXPECT_EQ(made->typeData().name(), typeName);
     EXPECT_EQ(type->allocations().live, 1u);

@@ -57,6 +57,24 @@ TEST_F(TrackerLife, ASourcesTrackerThatNobodyReapedWithdrawsWhatItWrote) {
     EXPECT_THAT(memberships(), ElementsAre("(10.0.0.1, 239.1.1.1) include"));
 }
 
+TEST_F(TrackerLife, ATrackerThatNobodyReapedAndThatCannotWithdrawGoesAllTheSame) {
+    const auto record = Lumo::make<Gmp::SourceMembershipJoin>(address(S2));
+    record->includeIntfIs(IntfId("swp1"));
+    auto source = Lumo::make<SourceTracker>(record, group().get());
+    auto other = Lumo::make<GroupTracker>(otherGroup(), vlan(10).get());
+    unsigned failures = 0;
+    Trace::textSinkIs([&](const Trace::TextRecord& one) {
+        if (one.function != "handleSourceDel" && one.function != "delMembership") return;
+        ++failures;
+        throw std::runtime_error("no room");
+    });
+    source = nullptr;
+    other = nullptr;
+    Trace::textSinkIs([](const Trace::TextRecord&) {});
+    EXPECT_GE(failures, 2u);
+    EXPECT_EQ(record->publisher()->subscribers(), 0u);
+}
+
 TEST_F(TrackerLife, ASourcesTrackerWithoutARecordKeepsItsNotificationsWhenItIsReaped) {
     const auto tracker = source(S1);
     tracker->notifierIs(nullptr);

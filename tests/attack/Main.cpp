@@ -12,6 +12,7 @@
 
 #include <charconv>
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 #include <random>
 #include <string_view>
@@ -111,7 +112,8 @@ bool holds(const Attack& attack, std::uint64_t seed, std::chrono::milliseconds s
     if (process == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         Run run(directory.path(), seed, share);
-        _exit(runHere(attack, run));
+        // Not at once: what ran counts in a build that measures it.
+        std::exit(runHere(attack, run));
     }
     const std::string wrong = endOf(process, share + 60s);
     if (!wrong.empty()) {

@@ -6,7 +6,7 @@
 Of Pim/, every line must have run, every branch must have gone both ways, and every condition must
 have decided the outcome of its decision by itself (MC/DC). What cannot is listed in EXCEPTIONS, one
 gap a line, as "FILE: GAP: REASON", FILE and GAP as they are printed here; a gap that is listed and
-is none fails, too. Of platform/, 95 % of lines and of branches must have run. Instances of one
+is none fails, too. Of platform/, 95 % of lines and 90 % of branches must have run. Instances of one
 template count as one: what any of them did was done.
 """
 import collections
@@ -15,7 +15,7 @@ import pathlib
 import re
 import sys
 
-ENOUGH = 0.95
+ENOUGH = {"lines": 0.95, "branches": 0.90}
 
 
 class File:
@@ -116,7 +116,7 @@ def share(figures, measure):
 
 def is_enough(figures, measure):
     """Whether enough of a folder ran, by one measure."""
-    return figures[f"{measure} run"] >= ENOUGH * figures[measure]
+    return figures[f"{measure} run"] >= ENOUGH[measure] * figures[measure]
 
 
 def main():
@@ -145,7 +145,7 @@ def main():
         for measure in measures:
             print(f"{folder + '/':10}{share(totals[folder], measure)}")
             if folder == "platform" and not is_enough(totals[folder], measure):
-                wrong.append(f"platform/: less than {ENOUGH:.0%} of {measure}")
+                wrong.append(f"platform/: less than {ENOUGH[measure]:.0%} of {measure}")
     if not all(totals[folder]["lines"] for folder in ("Pim", "platform")):
         wrong.append("nothing was measured")
     for line in wrong:

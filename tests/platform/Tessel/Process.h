@@ -10,6 +10,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "endProcess.h"
+
 namespace Tessel::Test {
 
 /// A value that a test shares with the processes it forks.
@@ -46,9 +48,9 @@ class Process {
         try {
             run();
         } catch (...) {
-            _exit(1);
+            endProcess(1);
         }
-        _exit(0);
+        endProcess(0);
     }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;

@@ -15,6 +15,7 @@
 #include "Fixture.h"
 #include "Process.h"
 #include "Routing/Gmp/Tessel/TableGoneError.h"
+#include "endProcess.h"
 
 namespace Tessel::Test {
 
@@ -239,7 +240,7 @@ TEST_F(GmpTableThatIsGone, IsOpenedAnewByTheChildOfAWriterThatEnded) {
                 *result = 2;
             }
         }
-        _exit(0);
+        endProcess(0);
     });
     EXPECT_TRUE(parent.endedWell());
     while (*result == 0)

@@ -36,7 +36,7 @@ void ChangeWaiter::openSleepers() {
 
 void ChangeWaiter::check() {
     file_->checkWhole();
-    if (!watch_ || !watch_->isDue()) return;
+    if (!watch_ || !watch_->isDueByClock()) return;
     watch_->look();
     // The writer made them anew.
     if (sleepers_ && !sleepers_->isIn(*watch_->directory())) openSleepers();

@@ -24,11 +24,12 @@ class FileWatch {
         --unasked_;
         return false;
     }
+    /// The same for whoever may ask seldom: each time costs a look at the clock, none is left out.
+    bool isDueByClock();
     /// @throws TableGoneError if anything is gone
     void look() const;
 
   private:
-    bool isDueByClock();
     void require(const char* name, FileId once) const;
 
     std::shared_ptr<const TableDirectory> directory_;

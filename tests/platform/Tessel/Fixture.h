@@ -45,6 +45,16 @@ constexpr bool isSanitized = false;
 constexpr bool isSanitized = false;
 #endif
 
+/// Whether the thread sanitizer does: it takes a lock of its own around each atomic access, and its
+/// accesses in the handler of a fault that such an access raised wait for that lock for ever.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool isThreadSanitized = true;
+#elif defined(__has_feature)
+constexpr bool isThreadSanitized = __has_feature(thread_sanitizer);
+#else
+constexpr bool isThreadSanitized = false;
+#endif
+
 /// A directory of the test's own in shared memory, gone with the test.
 class TempDirectory : public TemporaryDirectory {
   public:

@@ -8,6 +8,7 @@
 #include <exception>
 #include <mutex>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "Rix/FileDescriptor.h"
@@ -43,6 +44,7 @@ struct ChangeBell::State {
     bool isRung = false;
     bool isStuck = false;  ///< rings for good
     bool isOver = false;
+    std::thread thread;
 };
 
 ChangeBell::State::Outcome ChangeBell::State::waitBehind(std::uint64_t known) {
@@ -94,13 +96,13 @@ std::thread quietThread(auto run) {
 }  // namespace
 
 ChangeBell::ChangeBell(std::unique_ptr<ChangeWaiter> waiter, std::uint64_t seen)
-    : state_(std::make_unique<State>(std::move(waiter), seen)),
-      thread_(quietThread([state = state_.get()] { state->watch(); })) {}
+    : state_(std::make_unique<State>(std::move(waiter), seen)) {
+    state_->thread = quietThread([state = state_.get()] { state->watch(); });
+}
 
 ChangeBell::~ChangeBell() {
     if (!process_.isHere()) {
-        // A lock that the thread held is held for ever.
-        thread_.detach();
+        // There is no thread to be joined, and a lock that it held is held for ever.
         static_cast<void>(state_.release());
         return;
     }
@@ -110,7 +112,7 @@ ChangeBell::~ChangeBell() {
     }
     state_->asked.notify_one();
     state_->waiter->cancel();
-    thread_.join();
+    state_->thread.join();
 }
 
 int ChangeBell::descriptor() const {

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <thread>
 
 #include "Routing/Gmp/Tessel/Storage/ChangeWaiter.h"
 #include "Routing/Gmp/Tessel/Storage/ProcessMark.h"
@@ -34,7 +33,6 @@ class ChangeBell {
 
     const ProcessMark process_;
     std::unique_ptr<State> state_;
-    std::thread thread_;
 };
 
 }  // namespace Routing::Gmp::Tessel::Storage

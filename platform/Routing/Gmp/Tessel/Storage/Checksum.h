@@ -30,4 +30,16 @@ inline std::uint32_t checksum(std::uint32_t crc, const std::uint64_t* words,
     return portableChecksum(crc, words, count);
 }
 
+/// The same of one word, which need not lie in memory.
+inline std::uint32_t checksum(std::uint32_t crc, std::uint64_t word) noexcept {
+#if defined(__x86_64__)
+    if (hasChecksumInstruction) {
+        std::uint64_t wide = crc;
+        asm("crc32q %1, %0" : "+r"(wide) : "r"(word));
+        return static_cast<std::uint32_t>(wide);
+    }
+#endif
+    return portableChecksum(crc, &word, 1);
+}
+
 }  // namespace Routing::Gmp::Tessel::Storage

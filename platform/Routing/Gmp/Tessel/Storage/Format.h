@@ -140,6 +140,9 @@ struct Dimensions {
 
 /// Files grow by this many pages at a time, or by more if one run of pages needs it.
 constexpr PageNumber growthPages = 64;
+/// So many are free in a new table if there is room for them: the first ten thousand memberships
+/// wait for no growth.
+constexpr PageNumber startPages = 512;
 
 // --- a directory: which segment holds which hashes --------------------------------------------
 

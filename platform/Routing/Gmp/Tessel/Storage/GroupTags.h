@@ -23,8 +23,7 @@ constexpr std::uint64_t everyTag(std::uint8_t tag) {
 /// @param salt another one for each word of each segment, so that no word passes for another
 inline std::uint64_t sealedTags(std::uint64_t tags, std::uint32_t salt) {
     // Turned and folded like this, no three columns of the checksum's matrix cancel out.
-    const std::uint64_t turned = std::rotl(tags, 31);
-    const std::uint64_t sum = checksum(salt, &turned, 1);
+    const std::uint64_t sum = checksum(salt, std::rotl(tags, 31));
     return tags | ((sum ^ sum << 31) & tagChecksumBits) | std::uint64_t{1} << 63;
 }
 inline bool isSoundTagWord(std::uint64_t word, std::uint32_t salt) {
@@ -37,32 +36,35 @@ inline std::uint8_t tagOf(std::uint64_t hash) {
     return bits < 2 ? bits + 2 : bits;
 }
 
-/// The 14 tags of a group, as they were at one moment each half, and questions to all of them. An
-/// answer has bit 0 of each byte set whose tag it means; bytes are taken from the lowest place.
+/// The 14 tags of a group, as they were at one moment each half, and questions to all of them.
 class GroupTags {
     static constexpr std::uint64_t everyByte = everyTag(1);
 
   public:
-    struct Places {
-        std::uint64_t half[2];  ///< bit 0 of each byte
+    /// An answer. Both halves are in one word: a branch between them would be foreseen by no
+    /// processor.
+    class Places {
+      public:
+        /// @param low, high bit 0 of each byte is a place
+        Places(std::uint64_t low, std::uint64_t high) : bits_(low | high << 4) {}
 
-        bool any() const { return (half[0] | half[1]) != 0; }
+        bool any() const { return bits_ != 0; }
         bool has(std::uint32_t place) const {
-            return (half[place / wordPlaces] >> place % wordPlaces * 8 & 1) != 0;
+            return (bits_ >> (place % wordPlaces * 8 + place / wordPlaces * 4) & 1) != 0;
         }
-        /// The lowest place, 0..13. There must be one.
+        /// One of them, 0..13. There must be one.
         std::uint32_t first() const {
-            return half[0] != 0
-                       ? static_cast<std::uint32_t>(std::countr_zero(half[0])) / 8
-                       : static_cast<std::uint32_t>(std::countr_zero(half[1])) / 8 + wordPlaces;
+            const auto bit = static_cast<std::uint32_t>(std::countr_zero(bits_));
+            return bit / 8 + bit / 4 % 2 * wordPlaces;
         }
-        void dropFirst() {
-            std::uint64_t& low = half[0] != 0 ? half[0] : half[1];
-            low &= low - 1;
-        }
+        void dropFirst() { bits_ &= bits_ - 1; }
         std::uint32_t count() const {
-            return static_cast<std::uint32_t>((half[0] + half[1]) * everyByte >> 48 & 0xff);
+            const std::uint64_t each = (bits_ & everyByte) + (bits_ >> 4 & everyByte);
+            return static_cast<std::uint32_t>(each * everyByte >> 48 & 0xff);
         }
+
+      private:
+        std::uint64_t bits_;
     };
 
     /// @param salt that of the first word; the second one's is the next number
@@ -80,18 +82,19 @@ class GroupTags {
     }
     Places empty() const { return equal(emptyTag); }
     Places used() const {
-        const Places free = unused();
-        return {everyByte ^ free.half[0], everyByte ^ free.half[1]};
+        return {everyByte ^ unusedBytes(half_[0]), everyByte ^ unusedBytes(half_[1])};
     }
     /// Places that a record may be put in.
-    Places unused() const {
-        static_assert(emptyTag == 0 && removedTag == 1);
-        return {equalBytes(half_[0] & ~everyByte, 0), equalBytes(half_[1] & ~everyByte, 0)};
-    }
+    Places unused() const { return {unusedBytes(half_[0]), unusedBytes(half_[1])}; }
 
   private:
     static std::uint64_t equalBytes(std::uint64_t word, std::uint64_t pattern) {
         return ~(((word ^ pattern) & tagBits) + tagBits) >> 7 & everyByte;
+    }
+
+    static std::uint64_t unusedBytes(std::uint64_t word) {
+        static_assert(emptyTag == 0 && removedTag == 1);
+        return equalBytes(word & ~everyByte, 0);
     }
 
     std::uint64_t half_[2];

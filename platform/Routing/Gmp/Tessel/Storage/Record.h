@@ -107,7 +107,7 @@ class RecordState {
     static RecordState removed(RecordState before, std::uint32_t statusChecksum) {
         const RecordState bare(std::uint64_t{before.version()} << 48 |
                                std::uint64_t{static_cast<std::uint8_t>(Kind::removed)} << 40);
-        return RecordState(bare.word_ | checksum(statusChecksum, &bare.word_, 1));
+        return RecordState(bare.word_ | checksum(statusChecksum, bare.word_));
     }
 
     std::uint64_t word() const { return word_; }
@@ -136,8 +136,7 @@ class RecordState {
     static constexpr std::uint64_t checksumMask = 0xffffffff;
 
     std::uint32_t liveChecksum(const KeyWords& key, std::uint32_t statusChecksum) const {
-        const std::array<std::uint64_t, 6> words{key[0], key[1], key[2], key[3], key[4], word_};
-        return checksum(statusChecksum, words.data(), words.size());
+        return checksum(checksum(statusChecksum, key.data(), key.size()), word_);
     }
 
     std::uint64_t word_ = 0;
@@ -145,7 +144,7 @@ class RecordState {
 
 /// Where a record's checksum starts: whatever strays in from another status is no record of this.
 inline std::uint32_t statusChecksum(std::uint64_t statusId) {
-    return checksum(0xffffffff, &statusId, 1);
+    return checksum(0xffffffff, statusId);
 }
 
 }  // namespace Routing::Gmp::Tessel::Storage

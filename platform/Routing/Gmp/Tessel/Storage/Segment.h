@@ -80,8 +80,7 @@ using ConstSegment = SegmentView<const std::byte>;
 
 /// Where the checksums of the tag words of a status's segment start.
 inline std::uint32_t segmentSalt(std::uint32_t statusChecksum, PageNumber page) {
-    const std::uint64_t word = page;
-    return checksum(statusChecksum, &word, 1);
+    return checksum(statusChecksum, page);
 }
 
 /// What was found at a place.
@@ -99,6 +98,16 @@ inline KeyWords loadKey(const Record& record) {
             record.group[0].load(std::memory_order_acquire),
             record.group[1].load(std::memory_order_acquire),
             record.intf.load(std::memory_order_acquire)};
+}
+
+/// Whether a record's key is that one. Word by word: comparing them as a block of bytes would wait
+/// for words that were just stored one by one.
+inline bool hasKey(const Record& record, const KeyWords& key) {
+    return ((record.source[0].load(std::memory_order_acquire) ^ key[0]) |
+            (record.source[1].load(std::memory_order_acquire) ^ key[1]) |
+            (record.group[0].load(std::memory_order_acquire) ^ key[2]) |
+            (record.group[1].load(std::memory_order_acquire) ^ key[3]) |
+            (record.intf.load(std::memory_order_acquire) ^ key[4])) == 0;
 }
 
 inline void storeKey(Record& record, const KeyWords& key) {
@@ -170,9 +179,16 @@ struct SearchResult {
     RecordState state;
 };
 
+/// Whether a record that was in that state is live and of that key, and still is in that state.
+inline bool isLiveRecordOf(const Record& record, RecordState state, const KeyWords& key,
+                           std::uint32_t statusChecksum) {
+    return hasKey(record, key) && state.isLiveOf(key, statusChecksum) &&
+           RecordState(record.state.load(std::memory_order_acquire)) == state;
+}
+
 /// Searches a segment for a key. A miss is answered from the tags alone.
 template <class Memory>
-SearchResult searchSegment(const SegmentView<Memory>& segment, const KeyWords& key,
+SearchResult searchSegment(const SegmentView<Memory> segment, const KeyWords& key,
                            std::uint64_t hash, std::uint32_t statusChecksum) {
     const std::uint8_t wanted = tagOf(hash);
     SearchResult result;
@@ -186,7 +202,13 @@ SearchResult searchSegment(const SegmentView<Memory>& segment, const KeyWords& k
         const GroupTags tags = segment.tags(group);
         for (auto places = tags.equal(wanted); places.any(); places.dropFirst()) {
             const std::uint32_t place = group * groupPlaces + places.first();
-            const FoundRecord found = readRecord(segment, place, statusChecksum);
+            const Record& record = segment.record(place);
+            const RecordState state(record.state.load(std::memory_order_acquire));
+            if (isLiveRecordOf(record, state, key, statusChecksum)) {
+                return {SearchResult::Kind::live, place, state};
+            }
+            // Another key of this tag, or one that is being written, or damage.
+            const FoundRecord found = rereadRecord(segment, place, statusChecksum);
             if (found.kind == FoundRecord::Kind::live && found.key == key) {
                 return {SearchResult::Kind::live, place, found.state};
             }

@@ -1,7 +1,9 @@
 // How the segments of a status get room.
 #include <algorithm>
+#include <array>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "Routing/Gmp/Tessel/Storage/Header.h"
 #include "Routing/Gmp/Tessel/Storage/StatusStore.h"
@@ -12,6 +14,9 @@ namespace {
 
 /// With fewer live records than this, of 8, a full segment is only rid of removed ones.
 constexpr std::uint32_t sparseEighths = 5;
+/// A small segment that gets room gets so much: twice as much would move each record twice as
+/// often.
+constexpr PageNumber growthFactor = 4;
 /// A segment that is split has at least this many directory entries, so that the two halves can be
 /// unequal. If all halves were equal, all segments would fill up, and split, at the same time, and
 /// right after that half of all memory would be empty.
@@ -32,23 +37,53 @@ std::uint32_t cut(Directory::Run run) {
     return run.first + length / 2 - length / 8 + choice;
 }
 
-/// Puts a record into a segment that nobody refers to yet. There must be a free place.
-void putRecord(const Segment& segment, const KeyWords& key, std::uint64_t hash,
-               std::uint64_t state) {
-    std::uint32_t place = segment.homePlace(hash);
-    std::uint32_t group = place / groupPlaces;
-    auto unused = segment.tags(group).unused();
-    if (!unused.has(place % groupPlaces)) {
-        while (!unused.any()) {
-            group = segment.nextGroup(group);
-            unused = segment.tags(group).unused();
-        }
-        place = group * groupPlaces + unused.first();
+/// Fills a segment that nobody refers to yet, whatever its pages held before. Its tags are kept
+/// aside until all are known, since each word of them has a checksum.
+class Filling {
+  public:
+    explicit Filling(const Segment& segment)
+        : segment_(segment), tags_(segment.places(), emptyTag) {}
+
+    /// There must be a free place.
+    void add(const KeyWords& key, std::uint64_t hash, RecordState state) {
+        std::uint32_t place = segment_.homePlace(hash);
+        if (tags_[place] != emptyTag) place = freePlaceFrom(place / groupPlaces * groupPlaces);
+        tags_[place] = tagOf(hash);
+        Record& record = segment_.record(place);
+        storeKey(record, key);
+        record.state.store(state.word(), std::memory_order_release);
+        shares_ += Guard::shareOf(state);
+        ++live_;
     }
-    storeKey(segment.record(place), key);
-    segment.record(place).state.store(state, std::memory_order_release);
-    segment.tagIs(place, tagOf(hash));
-}
+    std::uint32_t live() const { return live_; }
+    /// What the records add to their segment's sum.
+    std::uint32_t shares() const { return shares_; }
+    /// Writes what belongs to all of them. To be called last.
+    void finish() const {
+        for (std::uint32_t place = 0; place < segment_.places(); ++place) {
+            if (tags_[place] != emptyTag) continue;
+            segment_.record(place).state.store(0, std::memory_order_release);
+        }
+        for (std::uint32_t number = 0; number < segment_.words(); ++number) {
+            std::uint64_t word = 0;
+            for (std::uint32_t i = 0; i < wordPlaces; ++i)
+                word |= std::uint64_t{tags_[number * wordPlaces + i]} << i * 8;
+            segment_.tagWordIs(number, word);
+        }
+    }
+
+  private:
+    std::uint32_t freePlaceFrom(std::uint32_t place) const {
+        while (tags_[place] != emptyTag)
+            place = place + 1 == segment_.places() ? 0 : place + 1;
+        return place;
+    }
+
+    const Segment segment_;
+    std::vector<std::uint8_t> tags_;  ///< by place
+    std::uint32_t live_ = 0;
+    std::uint32_t shares_ = 0;
+};
 
 }  // namespace
 
@@ -71,7 +106,7 @@ StatusStore::Plan StatusStore::plan(const Directory::Spot& spot) const {
     plan.low = node.run(node.index(spot.hash));
     if (full.live < full.view.places() / 8 * sparseEighths) return plan;
     if (full.extent.pages < maxSegmentPages) {
-        plan.pages *= 2;
+        plan.pages = std::min(plan.pages * growthFactor, maxSegmentPages);
         return plan;
     }
     while (plan.low.end - plan.low.first < leastSplitRun) {
@@ -171,32 +206,31 @@ void StatusStore::storeGuards() const {
 
 bool StatusStore::move(const OpenSegment& from, const Plan& plan, OpenSegment& low,
                        OpenSegment& high) const {
-    for (OpenSegment* const to : {&low, &high}) {
-        if (to->extent.pages == 0) continue;
-        clearSegment(to->view);
-        to->isKnown = true;
-        to->live = 0;
-        to->guardIs(Guard::empty(to->view.salt()));
-    }
-    const HashSeed& seed = table_.hashSeed();
-    std::uint32_t sum = from.view.salt();
-    for (std::uint32_t group = 0; group < from.view.groups(); ++group) {
-        for (auto used = from.view.tags(group).used(); used.any(); used.dropFirst()) {
+    std::array<Filling, 2> filling{Filling(low.view), Filling(high.view)};
+    // Copies, which the stores below cannot change as far as the compiler knows.
+    const Segment old = from.view;
+    const HashSeed seed = table_.hashSeed();
+    for (std::uint32_t group = 0; group < old.groups(); ++group) {
+        for (auto used = old.tags(group).used(); used.any(); used.dropFirst()) {
             const FoundRecord found =
-                readRecord(from.view, group * groupPlaces + used.first(), checksum_);
+                readRecord(old, group * groupPlaces + used.first(), checksum_);
             if (found.kind != FoundRecord::Kind::live) continue;
             const std::uint64_t hash = plan.directory.hashIn(plan.node, found.key, seed);
-            OpenSegment& to = plan.boundary != 0 && hash >= plan.boundary ? high : low;
-            putRecord(to.view, found.key, hash, found.state.word());
-            const std::uint32_t share = Guard::shareOf(found.state);
-            to.guardIs(to.guard.current.after(0, share));
-            sum += share;
-            ++to.live;
+            // An index, as no processor could foresee which way a branch goes.
+            const bool isHigh = plan.boundary != 0 && hash >= plan.boundary;
+            filling[static_cast<std::size_t>(isHigh)].add(found.key, hash, found.state);
         }
     }
-    low.used = low.live;
-    high.used = high.live;
-    return sum == from.guard.current.sum();
+    for (const bool isHigh : {false, true}) {
+        const Filling& all = filling[static_cast<std::size_t>(isHigh)];
+        all.finish();
+        OpenSegment& to = isHigh ? high : low;
+        to.isKnown = true;
+        to.live = all.live();
+        to.used = all.live();
+        to.guardIs(Guard::empty(to.view.salt()).after(0, all.shares()));
+    }
+    return filling[0].shares() + filling[1].shares() + old.salt() == from.guard.current.sum();
 }
 
 }  // namespace Routing::Gmp::Tessel::Storage

@@ -18,14 +18,15 @@ constexpr std::uint32_t fullEighths = 7;
 constexpr std::uint32_t crowdedGroups = 32;
 
 /// Where a record of that hash is put; nothing if there is no free place so near to its home.
-std::optional<std::uint32_t> freePlace(const Segment& segment, std::uint64_t hash,
+std::optional<std::uint32_t> freePlace(const Segment segment, std::uint64_t hash,
                                        std::uint32_t mostGroups) {
     const std::uint32_t home = segment.homePlace(hash);
     std::uint32_t group = home / groupPlaces;
-    if (segment.tags(group).unused().has(home % groupPlaces)) return home;
     for (std::uint32_t visited = 0; visited < std::min(mostGroups, segment.groups()); ++visited) {
         const auto unused = segment.tags(group).unused();
-        if (unused.any()) return group * groupPlaces + unused.first();
+        const std::uint32_t first = group * groupPlaces;
+        if (unused.any())
+            return visited == 0 && unused.has(home - first) ? home : first + unused.first();
         group = segment.nextGroup(group);
     }
     return std::nullopt;
@@ -107,12 +108,12 @@ std::optional<FilterMode> StatusStore::filterMode(const RouteIntfKey& key) const
 StatusStore::Search StatusStore::search(const KeyWords& key) {
     const Directory::Spot spot = locate(key);
     OpenSegment& segment = known(segments_[spot.entry.segment()]);
-    SearchResult result = searchSegment(segment.view, key, spot.hash, checksum_);
-    if (result.kind == SearchResult::Kind::damaged) {
+    Search at{spot, &segment, searchSegment(segment.view, key, spot.hash, checksum_)};
+    if (at.result.kind == SearchResult::Kind::damaged) {
         audit(segment);
-        result = searchSegment(segment.view, key, spot.hash, checksum_);
+        at.result = searchSegment(segment.view, key, spot.hash, checksum_);
     }
-    return {spot, &segment, result};
+    return at;
 }
 
 void StatusStore::membershipIs(const Membership& membership) {
@@ -226,27 +227,17 @@ Directory::Position StatusStore::segmentMemberships(const Directory::Position& p
                                                     std::vector<Membership>& into) {
     if (position == Directory::Position{0}) mendDirectory();
     const Directory::Step step = directory_.step(position);
-    OpenSegment& segment = known(segments_[step.spot.entry.segment()]);
+    OpenSegment& segment = segments_[step.spot.entry.segment()];
     const std::size_t before = into.size();
     into.reserve(before + segment.live);
-    for (int tries = 0; tries < 2; ++tries) {
-        bool isSound = true;
-        std::uint32_t sum = segment.view.salt();
-        for (std::uint32_t group = 0; group < segment.view.groups(); ++group) {
-            const GroupTags tags = segment.view.tags(group);
-            isSound &= tags.isSound();
-            for (auto places = tags.used(); places.any(); places.dropFirst()) {
-                const std::uint32_t place = group * groupPlaces + places.first();
-                const FoundRecord found = readRecord(segment.view, place, checksum_);
-                if (found.kind == FoundRecord::Kind::live) {
-                    append(into, found.key, found.state.mode());
-                    sum += Guard::shareOf(found.state);
-                }
-            }
-        }
-        if (isSound && sum == segment.guard.current.sum()) break;
+    const auto keep = [&](const FoundRecord& found) {
+        append(into, found.key, found.state.mode());
+    };
+    if (!read(segment, keep)) {
         into.resize(before);
         audit(segment);
+        // Whoever damages it again meanwhile hides memberships until the next walk.
+        static_cast<void>(read(segment, keep));
     }
     return step.next;
 }

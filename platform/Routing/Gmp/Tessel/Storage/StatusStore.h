@@ -116,9 +116,13 @@ class StatusStore {
     // Damage: StatusAudit.cpp.
 
     OpenSegment& known(OpenSegment& segment) {
-        if (!segment.isKnown) audit(segment);
+        if (!segment.isKnown && !read(segment, [](const FoundRecord&) {})) audit(segment);
         return segment;
     }
+    /// Calls `visit` for each live record of a segment, and begins its book if it has none.
+    /// @returns whether the segment is as it was written; if not, there may be others than those
+    template <class Visit>
+    bool read(OpenSegment& segment, Visit visit);
     /// Looks at all of a segment, repairs or clears away what is damaged, and begins its book anew.
     void audit(OpenSegment& segment);
     struct Audit;
@@ -157,5 +161,39 @@ class StatusStore {
     std::size_t guardsOffset_ = 0;
     std::vector<OpenSegment> segments_;  ///< by their numbers in the directory
 };
+
+template <class Visit>
+bool StatusStore::read(OpenSegment& segment, Visit visit) {
+    const Segment view = segment.view;
+    const HashSeed seed = table_.hashSeed();
+    std::uint32_t sum = view.salt();
+    std::uint32_t live = 0;
+    std::uint32_t used = 0;
+    for (std::uint32_t group = 0; group < view.groups(); ++group) {
+        const GroupTags tags = view.tags(group);
+        if (!tags.isSound()) return false;
+        used += groupPlaces - tags.empty().count();
+        for (auto places = tags.used(); places.any(); places.dropFirst()) {
+            const std::uint32_t place = group * groupPlaces + places.first();
+            const FoundRecord found = readRecord(view, place, checksum_);
+            if (found.kind != FoundRecord::Kind::live) return false;
+            // A tag from another time hides a record. The writer's own are his.
+            if (!segment.isKnown &&
+                view.tag(place) != tagOf(directory_.hashIn(segment.node, found.key, seed))) {
+                return false;
+            }
+            visit(found);
+            sum += Guard::shareOf(found.state);
+            ++live;
+        }
+    }
+    // Another writer may have been killed in the middle of an operation.
+    const GuardReading& guard = segment.guard;
+    if (sum != guard.current.sum() || !(guard.current == guard.next)) return false;
+    segment.isKnown = true;
+    segment.live = live;
+    segment.used = used;
+    return true;
+}
 
 }  // namespace Routing::Gmp::Tessel::Storage

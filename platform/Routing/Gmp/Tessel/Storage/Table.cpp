@@ -62,7 +62,12 @@ class UnfinishedTable {
 /// Makes a table that holds nothing of a new file of its first pages.
 void makeTable(TableFile& file, Dimensions dimensions) {
     file.holeAdd(maxStatusPages);
-    file.pagesIs(file.pages() + growthPages);
+    try {
+        file.pagesIs(file.pages() + startPages);
+    } catch (const std::system_error&) {
+        // A small file system may have room for a small table.
+        file.pagesIs(file.pages() + growthPages);
+    }
     writeHeader(file, dimensions);
 }
 

@@ -30,9 +30,12 @@ constexpr std::chrono::seconds makingTime{1};
 
 /// The table's file; waits for one that is being made.
 Rix::FileDescriptor findTable(const Storage::TableDirectory& directory) {
+    const auto isThere = [&](const char* name) {
+        return directory.presence(name, {}) == Storage::TableDirectory::Presence::other;
+    };
     const auto giveUp = std::chrono::steady_clock::now() + makingTime;
     for (;;) {
-        const bool isBeingMade = directory.idOf("writer") || directory.idOf("table.new");
+        const bool isBeingMade = isThere("writer") || isThere("table.new");
         Rix::FileDescriptor file = directory.find("table", O_RDONLY);
         if (file.isOpen()) return file;
         if (!isBeingMade || std::chrono::steady_clock::now() >= giveUp) {

@@ -54,7 +54,7 @@ Sleepers Sleepers::forWriter(const TableDirectory& directory) {
     directory.modesAre(file, fileName, directory.access().mayWait, 0666);
     // Whatever those who may write it made of it.
     int error = ftruncate(file.number(), pageBytes) == 0 ? 0 : errno;
-    if (error == 0) error = posix_fallocate(file.number(), 0, pageBytes);
+    if (error == 0) error = getMemory(file, 0, pageBytes);
     if (error != 0) raiseSystemError(error, path, "cannot get its memory");
     Sleepers sleepers(
         TableFile(std::move(file), path, TableFile::Access::write, TableFile::Size::onePage));
@@ -77,8 +77,7 @@ Sleepers Sleepers::forReader(const TableDirectory& directory) {
 }
 
 bool Sleepers::isIn(const TableDirectory& directory) const {
-    if (own_) return true;
-    if (!file_) return !directory.idOf(fileName);
+    if (!file_) return directory.presence(fileName, {}) != TableDirectory::Presence::other;
     return file_->isWhole() &&
            directory.presence(fileName, file_->id()) == TableDirectory::Presence::same;
 }

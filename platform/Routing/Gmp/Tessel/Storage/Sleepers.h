@@ -32,7 +32,7 @@ class Sleepers {
 
     /// The highest count that somebody sleeps on.
     std::uint64_t asked() const { return asked_->load(std::memory_order_relaxed); }
-    /// Whether this is still the file that the directory shows.
+    /// Whether this is still the file that the directory shows. Not for a table without a name.
     bool isIn(const TableDirectory& directory) const;
     /// Asks the writer for a call when there is a change behind that many.
     /// @returns whether there is somebody who hears it

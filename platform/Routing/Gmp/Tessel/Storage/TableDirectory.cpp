@@ -31,15 +31,8 @@ void makeParents(const std::filesystem::path& path) {
 
 /// The bits for those who may, out of bits for everyone.
 mode_t bitsFor(Who who, mode_t bits) {
-    switch (who) {
-        case Who::owner:
-            return bits & 0700;
-        case Who::group:
-            return bits & 0770;
-        case Who::all:
-            break;
-    }
-    return bits;
+    if (who == Who::owner) return bits & 0700;
+    return who == Who::group ? bits & 0770 : bits;
 }
 
 FileId idOf(const struct stat& status) {
@@ -62,17 +55,26 @@ TableDirectory TableDirectory::forWriter(const std::filesystem::path& path,
     makeParents(directory.path_);
     const bool isNew = mkdir(text.c_str(), ownerBits) == 0;
     if (!isNew && errno != EEXIST) raiseSystemError(errno, text, "cannot be made");
-    directory.file_ =
-        Rix::FileDescriptor(::open(text.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!directory.file_.isOpen()) raiseSystemError(errno, text, "cannot be opened as a directory");
-    directory.owner_ = geteuid();
-    if (isNew) directory.modesAre(directory.file_, "", access.mayRead, 0755);
-    struct stat status {};
-    if (fstat(directory.file_.number(), &status) != 0) {
-        raiseSystemError(errno, text, "cannot be examined");
+    try {
+        directory.openForWriter(isNew);
+    } catch (const std::system_error&) {
+        // Without its modes, it would keep out those who may read for good.
+        if (isNew) rmdir(text.c_str());
+        throw;
     }
-    directory.requireTrust(status, text, 0);
     return directory;
+}
+
+void TableDirectory::openForWriter(bool isNew) {
+    const std::string text = path_;
+    file_ =
+        Rix::FileDescriptor(::open(text.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!file_.isOpen()) raiseSystemError(errno, text, "cannot be opened as a directory");
+    owner_ = geteuid();
+    if (isNew) modesAre(file_, "", access_.mayRead, 0755);
+    struct stat status {};
+    if (fstat(file_.number(), &status) != 0) raiseSystemError(errno, text, "cannot be examined");
+    requireTrust(status, text, 0);
 }
 
 TableDirectory TableDirectory::forReader(const std::filesystem::path& path) {
@@ -146,8 +148,11 @@ void TableDirectory::rename(const char* from, const char* to) const {
 
 std::optional<FileId> TableDirectory::idOf(const char* name) const {
     struct stat status {};
-    if (fstatat(file_.number(), name, &status, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
-    return Storage::idOf(status);
+    if (fstatat(file_.number(), name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+        return Storage::idOf(status);
+    }
+    if (errno != ENOENT) raiseSystemError(errno, pathOf(name), "cannot be examined");
+    return std::nullopt;
 }
 
 TableDirectory::Presence TableDirectory::presence(const char* name, FileId once) const {

@@ -54,6 +54,7 @@ class TableDirectory {
     void rename(const char* from, const char* to) const;
 
     /// Which file has that name now; nothing if none has.
+    /// @throws std::system_error if that cannot be known
     std::optional<FileId> idOf(const char* name) const;
     /// What has a name, or the directory's own path for the empty name, of what had it once. As
     /// long as that cannot be known, the same.
@@ -64,6 +65,7 @@ class TableDirectory {
   private:
     TableDirectory(std::filesystem::path path, const TableAccess& access)
         : path_(std::move(path)), access_(access) {}
+    void openForWriter(bool isNew);
     void requireTrust(const struct stat& status, const std::string& path, mode_t mayWrite) const;
 
     std::filesystem::path path_;  ///< absolute, whatever becomes of the process's directory

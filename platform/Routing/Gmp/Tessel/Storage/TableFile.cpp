@@ -44,18 +44,37 @@ PageNumber wholePages(const struct stat& status) {
     return static_cast<PageNumber>(static_cast<std::size_t>(status.st_size) / pageBytes);
 }
 
+/// Asks again where a signal interrupted the call, which some file systems let happen to a call
+/// that gets memory. Whoever gets a signal all the time ends, too.
+/// @param call gives the system's error, or 0
+/// @returns the same
+int uninterrupted(auto call) {
+    int error = EINTR;
+    for (int tries = 0; error == EINTR && tries < 100; ++tries)
+        error = call();
+    return error;
+}
+
 /// Readers never see a length that is taken back: it changes once the memory is there.
 /// @returns the system's error, or 0
-int lengthen(int file, std::size_t from, std::size_t to) {
+int lengthen(const Rix::FileDescriptor& file, std::size_t from, std::size_t to) {
     const auto begin = static_cast<off_t>(from);
     const auto end = static_cast<off_t>(to);
-    if (fallocate(file, FALLOC_FL_KEEP_SIZE, begin, end - begin) == 0) {
-        return ftruncate(file, end) == 0 ? 0 : errno;
-    }
-    return errno == EOPNOTSUPP ? posix_fallocate(file, begin, end - begin) : errno;
+    const int error = uninterrupted([&] {
+        return fallocate(file.number(), FALLOC_FL_KEEP_SIZE, begin, end - begin) == 0 ? 0 : errno;
+    });
+    if (error == EOPNOTSUPP) return getMemory(file, from, to - from);
+    if (error != 0) return error;
+    return ftruncate(file.number(), end) == 0 ? 0 : errno;
 }
 
 }  // namespace
+
+int getMemory(const Rix::FileDescriptor& file, std::size_t begin, std::size_t bytes) {
+    return uninterrupted([&] {
+        return posix_fallocate(file.number(), static_cast<off_t>(begin), static_cast<off_t>(bytes));
+    });
+}
 
 /// Every mapping of one file, each larger than the one before; they go together.
 class TableFile::Mappings {
@@ -101,8 +120,7 @@ TableFile::TableFile(Rix::FileDescriptor file, std::string path, Access access, 
     longest_.store(pages_);
     if (size == Size::onePage) {
         pages_ = std::min(pages_, PageNumber{1});
-        const int protection = access == Access::write ? PROT_READ | PROT_WRITE : PROT_READ;
-        base_ = mappings_->add(file_.number(), protection, pageBytes);
+        base_ = mappings_->add(file_.number(), protection(), pageBytes);
         if (base_ == nullptr) raiseSystemError(errno, path_, "cannot be mapped");
         mapped_ = pageBytes;
     } else {
@@ -141,14 +159,17 @@ FileId TableFile::id() const {
 
 // --- mapping ------------------------------------------------------------------------------------
 
+int TableFile::protection() const {
+    return access_ == Access::write ? PROT_READ | PROT_WRITE : PROT_READ;
+}
+
 void TableFile::reach(std::size_t bytes) const {
     const std::lock_guard guard(mappings_->mutex());
     if (mapped_ >= bytes) return;
-    const int protection = access_ == Access::write ? PROT_READ | PROT_WRITE : PROT_READ;
     // Twice as much as before, so that a file that grows for ever is mapped few times.
     const std::size_t wanted = std::max(mapped_ == 0 ? reservable() : 2 * mapped_, bytes);
     for (std::size_t size = wanted;; size = std::max(size / 2 / pageBytes * pageBytes, bytes)) {
-        if (std::byte* const base = mappings_->add(file_.number(), protection, size)) {
+        if (std::byte* const base = mappings_->add(file_.number(), protection(), size)) {
             base_ = base;
             mapped_ = size;
             return;
@@ -183,10 +204,10 @@ bool TableFile::isDeleted() const {
 void TableFile::pagesIs(PageNumber pages) {
     const std::size_t oldBytes = fileBytes(pages_);
     const std::size_t newBytes = fileBytes(pages);
-    if (newBytes > mapped_) reach(newBytes);
+    reach(newBytes);
     if (isDeleted()) raiseSystemError(ENOENT, path_, "was deleted and cannot grow");
     checkLimit(newBytes);
-    if (const int error = lengthen(file_.number(), oldBytes, newBytes)) {
+    if (const int error = lengthen(file_, oldBytes, newBytes)) {
         // What was got of it is given back; the table needs none of it.
         static_cast<void>(ftruncate(file_.number(), static_cast<off_t>(oldBytes)));
         raiseSystemError(error, path_, "cannot grow");
@@ -200,7 +221,7 @@ void TableFile::pagesIs(PageNumber pages) {
 
 void TableFile::holeAdd(PageNumber pages) {
     const std::size_t bytes = fileBytes(pages_ + pages);
-    if (bytes > mapped_) reach(bytes);
+    reach(bytes);
     checkLimit(bytes);
     if (ftruncate(file_.number(), static_cast<off_t>(bytes)) != 0) {
         raiseSystemError(errno, path_, "cannot grow");
@@ -210,10 +231,8 @@ void TableFile::holeAdd(PageNumber pages) {
 }
 
 void TableFile::memoryGet(PageNumber first, PageNumber pages) const {
-    const auto offset = static_cast<off_t>(fileBytes(first));
     if (pages == 0) return;
-    if (const int error =
-            posix_fallocate(file_.number(), offset, static_cast<off_t>(fileBytes(pages)))) {
+    if (const int error = getMemory(file_, fileBytes(first), fileBytes(pages))) {
         raiseSystemError(error, path_, "cannot get its memory");
     }
 }

@@ -11,6 +11,10 @@
 
 namespace Routing::Gmp::Tessel::Storage {
 
+/// Gets memory or disk space for a part of a file, which becomes that long.
+/// @returns the system's error, or 0
+int getMemory(const Rix::FileDescriptor& file, std::size_t begin, std::size_t bytes);
+
 /// The file of a table and its mapping into this process. Address space is reserved for more than
 /// the file holds, as far as there is any. Where that does not suffice later, the file is mapped
 /// once more: a pointer into it stays good as long as this object. Owned by the table or the reader
@@ -79,6 +83,7 @@ class TableFile {
   private:
     class Mappings;
 
+    int protection() const;
     /// Maps at least that much, and more if there is address space.
     void reach(std::size_t bytes) const;
     bool isDeleted() const;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <mutex>
 #include <set>
+#include <system_error>
 
 #include "Routing/Gmp/Tessel/Storage/ProcessMark.h"
 
@@ -44,6 +45,14 @@ struct HeldLocks {
     raiseSystemError(EBUSY, path, "another writer has the table open");
 }
 
+HeldLocks& heldLocks(const TableDirectory& directory) {
+    try {
+        return HeldLocks::instance();
+    } catch (const std::system_error& error) {
+        raiseSystemError(error.code().value(), directory.pathOf(fileName), "cannot be held");
+    }
+}
+
 /// The file, open and locked; none if it was removed or replaced meanwhile.
 Rix::FileDescriptor lockedFile(const TableDirectory& directory, const HeldLocks& held, FileId& id) {
     const std::string path = directory.pathOf(fileName);
@@ -72,7 +81,7 @@ Rix::FileDescriptor lockedFile(const TableDirectory& directory, const HeldLocks&
 }  // namespace
 
 WriterLock::WriterLock(const TableDirectory& directory) {
-    HeldLocks& held = HeldLocks::instance();
+    HeldLocks& held = heldLocks(directory);
     const std::lock_guard guard(held.mutex);
     for (int attempts = 0; attempts < 8 && !file_.isOpen(); ++attempts)
         file_ = lockedFile(directory, held, fileId_);

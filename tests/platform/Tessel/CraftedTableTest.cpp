@@ -1,170 +1,10 @@
-// Tables whose every checksum is right and whose content makes no sense: what no flipped bit makes,
-// but a faulty writer could.
 #include <sys/stat.h>
 
-#include <bit>
-#include <cstddef>
-#include <fstream>
-
-#include "Fixture.h"
-#include "Rix/CorruptionError.h"
-#include "Routing/Gmp/Tessel/Storage/Checksum.h"
-#include "Routing/Gmp/Tessel/Storage/Format.h"
-#include "Routing/Gmp/Tessel/Storage/Segment.h"
+#include "Crafted.h"
 
 namespace Tessel::Test {
 
 namespace {
-
-namespace Storage = Routing::Gmp::Tessel::Storage;
-
-constexpr std::size_t wordsAPage = Storage::pageBytes / 8;
-constexpr std::size_t wordsAnEntry = sizeof(Storage::StatusEntry) / 8;
-constexpr std::size_t rootInEntry = offsetof(Storage::StatusEntry, root) / 8;
-constexpr std::size_t nodesInDirectory = sizeof(Storage::DirectoryHeader) / 8;
-constexpr std::size_t entriesInDirectory = nodesInDirectory + Storage::nodeHeaderWords;
-
-constexpr std::uint64_t extent(std::uint64_t page, std::uint64_t pages, std::uint64_t number = 0) {
-    return number << 40 | pages << 32 | page;
-}
-
-/// The words of a table's file, to be changed and sealed again with their checksums.
-class Crafted {
-  public:
-    explicit Crafted(std::filesystem::path path)
-        : path_(std::move(path)), words_(std::filesystem::file_size(path_) / 8) {
-        std::ifstream(path_, std::ios::binary)
-            .read(reinterpret_cast<char*>(words_.data()), bytes());
-    }
-    Crafted(const Crafted&) = delete;
-    Crafted& operator=(const Crafted&) = delete;
-    /// Writes everything back, in place.
-    ~Crafted() {
-        std::fstream(path_, std::ios::in | std::ios::out | std::ios::binary)
-            .write(reinterpret_cast<const char*>(words_.data()), bytes());
-    }
-
-    std::uint64_t& word(std::size_t place) { return words_.at(place); }
-    std::uint8_t& byte(std::size_t place) {
-        return reinterpret_cast<std::uint8_t*>(words_.data())[place];
-    }
-    std::uint64_t pages() const { return words_.size() / wordsAPage; }
-
-    Storage::Dimensions dimensions() const { return {static_cast<std::uint32_t>(words_[2] >> 32)}; }
-    /// The first word of the status in one of the places of the first page of entries.
-    std::size_t entry(std::size_t place) const {
-        return dimensions().statusPage() * wordsAPage + place * wordsAnEntry;
-    }
-    std::size_t directory(std::size_t place) const {
-        return (words_[entry(place) + rootInEntry] & 0xffffffff) * wordsAPage;
-    }
-    /// The first page of its first segment.
-    std::uint64_t segmentPage(std::size_t place) const {
-        return words_[directory(place) + entriesInDirectory] & 0xffffffff;
-    }
-
-    void sealHeader() {
-        words_[9] &= 0xffffffff;
-        words_[9] |= std::uint64_t{checksumOf(0, 10)} << 32;
-    }
-    void sealIdentity(std::size_t place) {
-        const std::size_t first = entry(place) + 1;
-        words_[first + 1] &= 0xffffffff;
-        words_[first + 1] |= std::uint64_t{checksumOf(first, 15)} << 32;
-    }
-    /// Gives a directory one node of these entries, whose number is a power of two.
-    void directoryIs(std::size_t place, const std::vector<std::uint64_t>& entries,
-                     std::uint64_t segments) {
-        std::vector<std::uint64_t> nodes{
-            static_cast<std::uint64_t>(std::countr_zero(entries.size())), 0, 0};
-        nodes.insert(nodes.end(), entries.begin(), entries.end());
-        nodesAre(place, nodes, 1, segments);
-    }
-    void nodesAre(std::size_t place, const std::vector<std::uint64_t>& nodes, std::uint64_t number,
-                  std::uint64_t segments) {
-        const std::size_t first = directory(place);
-        words_[first + 2] = number << 32 | (words_[first + 2] & 0xffffffff);
-        words_[first + 3] = segments << 32 | nodes.size();
-        std::vector<std::uint64_t> checked(&words_[first], &words_[first + 4]);
-        checked.insert(checked.end(), nodes.begin(), nodes.end());
-        words_[first + 4] =
-            Storage::paired(Storage::checksum(0xffffffff, checked.data(), checked.size()));
-        std::copy(nodes.begin(), nodes.end(), &words_[first + nodesInDirectory]);
-    }
-    /// The first word of the latest change in the log.
-    std::size_t latestChange() const {
-        const std::uint64_t changes = words_[Storage::controlPage * wordsAPage];
-        return Storage::logPage * wordsAPage + (changes - 1) % dimensions().logEntries * 8;
-    }
-    void sealChange(std::size_t first) {
-        words_[first + 7] &= ~std::uint64_t{0xffffffff};
-        words_[first + 7] |= checksumOf(first, 8);
-    }
-
-  private:
-    std::streamsize bytes() const { return static_cast<std::streamsize>(words_.size() * 8); }
-    std::uint32_t checksumOf(std::size_t first, std::size_t count) const {
-        return Storage::checksum(0xffffffff, &words_[first], count);
-    }
-
-    const std::filesystem::path path_;
-    std::vector<std::uint64_t> words_;
-};
-
-class CraftedTable : public ::testing::Test {
-  protected:
-    /// Closed, with a status red in place 0 and a status blue in place 1.
-    CraftedTable() {
-        const auto coll = StatusColl::open(directory.path(), {}, TableOptions{64});
-        statusOf(*coll, vrf("red"))->membershipIs(include(numberedKey(1)));
-        statusOf(*coll, vrf("blue"))->membershipIs(include(numberedKey(2)));
-    }
-
-    /// A report without the file's name, which it must start with.
-    std::string withoutPath(const std::string& text) const {
-        const std::string begin = directory.table().string() + ": ";
-        EXPECT_TRUE(text.starts_with(begin)) << text;
-        return text.starts_with(begin) ? text.substr(begin.size()) : text;
-    }
-    /// Why neither writer nor reader opens the table.
-    std::string refusal() const {
-        EXPECT_THROW(TableReader(directory.path()), Rix::CorruptionError);
-        try {
-            StatusColl::open(directory.path());
-        } catch (const Rix::CorruptionError& error) {
-            return withoutPath(error.what());
-        }
-        return "opened";
-    }
-    /// What the check finds.
-    std::vector<std::string> faults() const {
-        std::vector<std::string> all;
-        for (const std::string& fault : TableReader(directory.path()).faults())
-            all.push_back(withoutPath(fault));
-        return all;
-    }
-    /// What a writer reports when it opens the table. The status blue is as it was, and the check
-    /// finds nothing any more.
-    std::vector<std::string> reportsOfStart() const {
-        std::vector<std::string> reports;
-        const auto coll = StatusColl::open(directory.path());
-        coll->corruptionHandlerIs([&](std::string_view message) {
-            reports.push_back(withoutPath(std::string(message)));
-        });
-        for (const auto& [key, status] : *coll)
-            EXPECT_EQ(sorted(*status).size(), status->memberships());
-        const auto blue = coll->gmpStatus(vrf("blue"));
-        EXPECT_TRUE(blue);
-        if (!blue) return reports;
-        EXPECT_EQ(sorted(*blue), std::vector<Membership>{include(numberedKey(2))});
-        EXPECT_EQ(faults(), Texts());
-        return reports;
-    }
-    using Texts = std::vector<std::string>;
-    Crafted craft() const { return Crafted(directory.table()); }
-
-    const TempDirectory directory;
-};
 
 TEST_F(CraftedTable, OfOtherDimensionsIsRefused) {
     const std::uint64_t dimensions = craft().word(2);
@@ -176,6 +16,37 @@ TEST_F(CraftedTable, OfOtherDimensionsIsRefused) {
         }
         EXPECT_EQ(refusal(), "is a GMP status table of other dimensions");
     }
+}
+
+TEST_F(CraftedTable, WithRoomForAnotherNumberOfStatusesIsRefused) {
+    {
+        Crafted table = craft();
+        table.word(9) -= 1;
+        table.sealHeader();
+    }
+    EXPECT_EQ(refusal(), "is a GMP status table of other dimensions");
+}
+
+TEST_F(CraftedTable, OfAnObsoleteVersionWithADamagedHeaderIsRefusedAndNotReplaced) {
+    craft().word(1) ^= std::uint64_t{Storage::formatVersion ^ 1} << 32;
+    EXPECT_EQ(refusal(), "is a GMP status table of version 1, not 2");
+}
+
+TEST_F(CraftedTable, WithTheLastIdentifierUsedTakesNoMoreStatuses) {
+    craft().word(lastStatusWord) = Storage::paired(0xffffffff);
+    const auto coll = StatusColl::open(directory.path());
+    EXPECT_THROW(statusOf(*coll, vrf("green")), Rix::RangeError);
+    EXPECT_EQ(coll->gmpStatuses(), 2u);
+    coll->gmpStatus(vrf("red"))->membershipIs(include(numberedKey(5)));
+    EXPECT_EQ(sorted(*coll->gmpStatus(vrf("red"))).size(), 2u);
+    EXPECT_EQ(faults(), Texts());
+}
+
+TEST_F(CraftedTable, WithMorePagesOfStatusesThanItHasRoomForKeepsThem) {
+    craft().word(statusPagesWord) = Storage::paired(Storage::maxStatusPages + 1);
+    EXPECT_EQ(faults(), Texts{"the number of status entries is damaged"});
+    EXPECT_EQ(reportsOfStart(), Texts{"the number of status entries is damaged"});
+    EXPECT_EQ(StatusColl::open(directory.path())->gmpStatuses(), 2u);
 }
 
 TEST_F(CraftedTable, WithAVrfNameThatIsTooLongLosesThatStatus) {
@@ -237,115 +108,6 @@ TEST_F(CraftedTable, WithAPageThatTwoStatusesUseLosesOneOfThem) {
     EXPECT_EQ(StatusColl::open(directory.path())->gmpStatuses(), 1u);
 }
 
-/// The status red with a directory that is sealed and makes no sense. Its memberships are lost, and
-/// nothing else.
-class CraftedDirectory : public CraftedTable {
-  protected:
-    void expectLost(const std::string& why) const {
-        EXPECT_EQ(faults(), Texts{"status 'red.irb': " + why});
-        EXPECT_TRUE(sorted(TableReader(directory.path()).status(vrf("red")).value()).empty());
-        EXPECT_EQ(reportsOfStart(),
-                  Texts{"status 'red.irb': " + why + "; its memberships are lost"});
-    }
-};
-
-TEST_F(CraftedDirectory, WithASegmentOutsideItsFile) {
-    const std::uint64_t pages = craft().pages();
-    craft().directoryIs(0, {extent(pages - 1, 2)}, 1);
-    expectLost("a segment lies outside the file");
-}
-
-TEST_F(CraftedDirectory, WithASegmentInsideTheChangeLog) {
-    craft().directoryIs(0, {extent(Storage::logPage + 5, 1)}, 1);
-    expectLost("a segment lies outside the file");
-}
-
-TEST_F(CraftedDirectory, WithASegmentOfAnImpossibleLength) {
-    craft().directoryIs(0, {extent(craft().segmentPage(0), 3)}, 1);
-    expectLost("its directory makes no sense");
-}
-
-TEST_F(CraftedDirectory, WithASegmentAtTwoPlaces) {
-    const std::uint64_t a = craft().segmentPage(0);
-    const std::uint64_t b = craft().pages() - 1;
-    craft().directoryIs(0, {extent(a, 1), extent(b, 1, 1), extent(a, 1), extent(b, 1, 1)}, 2);
-    expectLost("its directory makes no sense");
-}
-
-TEST_F(CraftedDirectory, WithTwoSegmentsOfOneNumber) {
-    const std::uint64_t a = craft().segmentPage(0);
-    craft().directoryIs(0, {extent(a, 1), extent(craft().pages() - 1, 1)}, 1);
-    expectLost("its directory makes no sense");
-}
-
-TEST_F(CraftedDirectory, WithANodeThatNamesItself) {
-    craft().directoryIs(0, {Storage::nodeEntryBit}, 0);
-    expectLost("its directory makes no sense");
-}
-
-TEST_F(CraftedDirectory, WithANodeThatNobodyNames) {
-    const std::uint64_t a = craft().segmentPage(0);
-    craft().nodesAre(0, {0, 0, 0, extent(a, 1), 0, 7, 7, extent(craft().pages() - 1, 1, 1)}, 2, 2);
-    expectLost("its directory makes no sense");
-}
-
-TEST_F(CraftedDirectory, WithMoreNodesThanItHasRoomFor) {
-    craft().nodesAre(0, {0, 0, 0, extent(craft().segmentPage(0), 1)}, 3, 1);
-    expectLost("its directory is damaged");
-}
-
-/// Places of a segment of one page: one that is live, one that was and one that never was.
-struct Places {
-    std::size_t live = 0;
-    std::size_t removed = 0;
-    std::size_t unused = 0;
-};
-
-constexpr std::uint32_t groups = Storage::segmentGroups(1);
-
-/// The first byte of a record in a segment.
-std::size_t record(std::size_t segment, std::size_t place) {
-    return segment + Storage::recordsOffset(groups) + place * sizeof(Storage::Record);
-}
-
-/// The byte of a place's tag in a segment.
-std::size_t tagByte(std::size_t segment, std::size_t place) {
-    return segment + place / Storage::wordPlaces * 8 + place % Storage::wordPlaces;
-}
-
-std::uint8_t tagAt(Crafted& table, std::size_t segment, std::size_t place) {
-    return table.byte(tagByte(segment, place)) & 0x7f;
-}
-
-/// Gives a place of the status in place 0 a tag, in a sound word.
-void tagIs(Crafted& table, std::size_t place, std::uint8_t tag) {
-    const std::size_t segment = table.segmentPage(0) * Storage::pageBytes;
-    const std::size_t number = place / Storage::wordPlaces;
-    std::uint8_t& byte = table.byte(tagByte(segment, place));
-    byte = static_cast<std::uint8_t>((byte & 0x80) | tag);
-    std::uint64_t& word = table.word(segment / 8 + number);
-    const std::uint32_t salt =
-        Storage::segmentSalt(Storage::statusChecksum(table.word(table.entry(0) + 1)),
-                             static_cast<Storage::PageNumber>(table.segmentPage(0)));
-    word = Storage::sealedTags(word & Storage::tagBits, salt + static_cast<std::uint32_t>(number));
-}
-
-Places placesOf(Crafted& table, std::size_t segment) {
-    constexpr std::uint8_t removedKind = 2;
-    Places places;
-    for (std::size_t place = 0; place < std::size_t{groups} * Storage::groupPlaces; ++place) {
-        const std::uint8_t tag = tagAt(table, segment, place);
-        const std::uint8_t kind =
-            table.byte(record(segment, place) + offsetof(Storage::Record, state) + 5);
-        if (kind == removedKind) {
-            places.removed = place;
-        } else {
-            (tag == Storage::emptyTag ? places.unused : places.live) = place;
-        }
-    }
-    return places;
-}
-
 TEST_F(CraftedTable, WithATagButNoRecordHasThatFault) {
     {
         const auto coll = StatusColl::open(directory.path());
@@ -368,6 +130,59 @@ TEST_F(CraftedTable, WithATagButNoRecordHasThatFault) {
         red->membershipIs(include(numberedKey(i)));
     EXPECT_EQ(sorted(*red).size(), 1991u);
     EXPECT_EQ(TableReader(directory.path()).faults(), std::vector<std::string>());
+}
+
+/// The one live record of the status red, with another state or another key that are sealed.
+class CraftedRecord : public CraftedTable {
+  protected:
+    void recordIs(const Storage::KeyWords& key, std::uint8_t mode) const {
+        Crafted table = craft();
+        const std::size_t segment = table.segmentPage(0) * Storage::pageBytes;
+        place = placesOf(table, segment).live;
+        std::uint64_t* const found = &table.word(record(segment, place) / 8);
+        std::copy(key.begin(), key.end(), found);
+        found[5] = Storage::RecordState::live(
+                       key, static_cast<FilterMode>(mode), Storage::RecordState(found[5]),
+                       Storage::statusChecksum(table.word(table.entry(0) + 1)))
+                       .word();
+    }
+    void expectDamaged() const {
+        const Texts found = faults();
+        ASSERT_EQ(found.size(), 1u);
+        EXPECT_TRUE(found[0].starts_with("status 'red.irb': slot " + std::to_string(place)));
+        EXPECT_TRUE(found[0].ends_with(" is damaged")) << found[0];
+        EXPECT_EQ(reportsOfStart().size(), 1u);
+        EXPECT_EQ(StatusColl::open(directory.path())->gmpStatus(vrf("red"))->memberships(), 0u);
+    }
+
+    const Storage::KeyWords words = Storage::keyWords(numberedKey(1));
+    mutable std::size_t place = 0;
+};
+
+TEST_F(CraftedRecord, ThatIsAsItWasIsNoFault) {
+    recordIs(words, static_cast<std::uint8_t>(FilterMode::include));
+    // But for the guard, which knows that it was written again.
+    EXPECT_EQ(faults().size(), 1u);
+    EXPECT_TRUE(faults()[0].ends_with("memberships may be missing or old"));
+}
+
+TEST_F(CraftedRecord, OfAFilterModeThatThereIsNotIsDamaged) {
+    recordIs(words, 7);
+    expectDamaged();
+}
+
+TEST_F(CraftedRecord, OfAnInterfaceThatIsNoVlanIsDamaged) {
+    Storage::KeyWords other = words;
+    other[4] ^= std::uint64_t{3} << 30;
+    recordIs(other, static_cast<std::uint8_t>(FilterMode::include));
+    expectDamaged();
+}
+
+TEST_F(CraftedRecord, OfAnAddressFamilyThatThereIsNotIsDamaged) {
+    Storage::KeyWords other = words;
+    other[4] |= std::uint64_t{3} << 32;
+    recordIs(other, static_cast<std::uint8_t>(FilterMode::include));
+    expectDamaged();
 }
 
 /// A table whose one live record of the status red has a damaged tag.
@@ -478,65 +293,6 @@ TEST_F(CraftedTable, WithHolesGetsItsMemoryBeforeItIsWritten) {
         static_cast<std::streamoff>((Storage::maxStatusPages - 1) * Storage::pageBytes);
     EXPECT_GE(after.st_blocks * 512, after.st_size - spared);
     EXPECT_EQ(coll->gmpStatus(vrf("red"))->memberships(), 1u);
-}
-
-/// A reader that follows a table while changes of its log are crafted.
-class CraftedLog : public CraftedTable {
-  protected:
-    /// Adds a membership, crafts the change in the log, and tells what the reader makes of it.
-    template <class Change>
-    bool isWalkNeededAfter(const Change& change) {
-        TableReader reader(directory.path());
-        coll->gmpStatus(vrf("red"))->membershipIs(include(numberedKey(++number)));
-        {
-            Crafted table = craft();
-            change(table, table.latestChange());
-        }
-        return reader.changes().isWalkNeeded;
-    }
-
-    const Lumo::Ptr<StatusColl> coll = StatusColl::open(directory.path());
-    std::uint32_t number = 10;
-};
-
-TEST_F(CraftedLog, ThatIsAsItWasTellsItsChanges) {
-    EXPECT_FALSE(isWalkNeededAfter([](Crafted&, std::size_t) {}));
-    EXPECT_FALSE(
-        isWalkNeededAfter([](Crafted& table, std::size_t change) { table.sealChange(change); }));
-}
-
-TEST_F(CraftedLog, WithADamagedChangeSendsReadersToTheTable) {
-    EXPECT_TRUE(
-        isWalkNeededAfter([](Crafted& table, std::size_t change) { table.word(change + 7) ^= 1; }));
-}
-
-TEST_F(CraftedLog, WithAChangeOfAnUnknownKindSendsReadersToTheTable) {
-    EXPECT_TRUE(isWalkNeededAfter([](Crafted& table, std::size_t change) {
-        table.word(change + 7) |= std::uint64_t{0x70} << 32;
-        table.sealChange(change);
-    }));
-}
-
-TEST_F(CraftedLog, WithAChangeOfAStatusOutsideTheListSendsReadersToTheTable) {
-    EXPECT_TRUE(isWalkNeededAfter([](Crafted& table, std::size_t change) {
-        table.word(change + 2) |= std::uint64_t{0xfff0} << 48;
-        table.sealChange(change);
-    }));
-}
-
-TEST_F(CraftedLog, WithAChangeOfAStatusThatIsDamagedSendsReadersToTheTable) {
-    EXPECT_TRUE(isWalkNeededAfter([](Crafted& table, std::size_t change) {
-        const std::uint64_t place = table.word(change + 2) >> 48;
-        table.word(table.entry(place) + 3) ^= 1;
-    }));
-}
-
-TEST_F(CraftedLog, WithAChangeOfAStatusWhosePlaceAnotherTookSendsReadersToTheTable) {
-    TableReader reader(directory.path());
-    coll->gmpStatusDel(vrf("red"));
-    for (std::size_t i = 0; i < Storage::statusEntriesAPage; ++i)
-        statusOf(*coll, vrf("green" + std::to_string(i)));
-    EXPECT_TRUE(reader.changes().isWalkNeeded);
 }
 
 TEST(PortableChecksum, IsThatOfTheProcessor) {

@@ -5,6 +5,7 @@
 
 #include "Fixture.h"
 #include "Rix/CorruptionError.h"
+#include "Rix/RangeError.h"
 
 namespace Tessel::Test {
 
@@ -160,6 +161,14 @@ TEST_F(GmpTableFile, SurvivesAnAttemptToReadADirectoryWithoutATable) {
         FAIL() << "nothing there to read";
     } catch (const std::system_error& error) {
         EXPECT_NE(std::string(error.what()).find(directory.table().string()), std::string::npos);
+    }
+}
+
+TEST_F(GmpTableFile, RemembersOnlySoManyChangesAsItMay) {
+    for (const std::uint32_t entries : {0u, 32u, 100u, 1u << 25}) {
+        EXPECT_THROW(StatusColl::open(directory.path() / "new", {}, TableOptions{entries}),
+                     Rix::RangeError);
+        EXPECT_FALSE(std::filesystem::exists(directory.path() / "new"));
     }
 }
 

@@ -6,6 +6,11 @@
 FailingMemory memory;
 
 bool FailingMemory::fails() {
+    if (isCounted && before) {
+        isCounted = false;
+        before();
+        isCounted = true;
+    }
     if (!isCounted || left == 0) return false;
     if (left > 1) {
         --left;

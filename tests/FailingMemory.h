@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 /// What the program's allocations do, and how many pieces of memory are in use. One thread.
 struct FailingMemory {
@@ -14,6 +15,9 @@ struct FailingMemory {
     bool staysOut = false;
     bool ranOut = false;
     std::int64_t pieces = 0;
+    /// What happens right before each allocation that is counted. Those that it makes itself are
+    /// not.
+    std::function<void()> before;
 
     /// Whether the allocation that is asked for now fails.
     bool fails();

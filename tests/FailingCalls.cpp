@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -140,6 +141,21 @@ int unlinkat(int directory, const char* path, int flags) noexcept {
 int renameat(int oldDirectory, const char* oldPath, int directory, const char* path) noexcept {
     static auto* const function = real<int(int, const char*, int, const char*)>("renameat");
     return make("renameat", EACCES, -1, function, oldDirectory, oldPath, directory, path);
+}
+
+ssize_t read(int file, void* bytes, size_t count) {
+    static auto* const function = real<ssize_t(int, void*, size_t)>("read");
+    return make("read", EIO, ssize_t{-1}, function, file, bytes, count);
+}
+
+ssize_t write(int file, const void* bytes, size_t count) {
+    static auto* const function = real<ssize_t(int, const void*, size_t)>("write");
+    return make("write", EIO, ssize_t{-1}, function, file, bytes, count);
+}
+
+int rename(const char* from, const char* to) noexcept {
+    static auto* const function = real<int(const char*, const char*)>("rename");
+    return make("rename", EACCES, -1, function, from, to);
 }
 
 ssize_t pread(int file, void* bytes, size_t count, off_t offset) {

@@ -29,6 +29,9 @@ class File:
             # What the compiler writes for a defaulted comparison is no branch of the source.
             if "= default;" in self.text[branch[0] - 1]:
                 continue
+            # It counts no run of the ellipsis of a fold, though it takes that for a condition.
+            if self.source(branch[:4]) == "...":
+                continue
             arms = self.branches[tuple(branch[:4])]
             arms[0] += branch[4]
             arms[1] += branch[5]

@@ -1,9 +1,12 @@
 // Each call of the operating system that a table makes fails in turn, while it is made, opened,
 // written, read and followed.
 #include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <functional>
 #include <iterator>
 #include <map>
@@ -15,6 +18,7 @@
 #include "../Tessel/Process.h"
 #include "FailingCalls.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
+#include "Routing/Gmp/Tessel/Storage/TableFile.h"
 #include "Routing/Gmp/Tessel/TableAccess.h"
 
 namespace Tessel::Test {
@@ -435,6 +439,87 @@ TEST_F(FailingSystem, MakesNoTableOfAProcessByHalves) {
             isOver = outcome.failed.empty();
         }
         EXPECT_GT(number, 5u);
+    }
+}
+
+TEST_F(FailingSystemUnderATable, GivesNoDescriptorForChangesOrOneThatWorks) {
+    begin();
+    calls.only = "eventfd";
+    calls.left = 1;
+    const auto files = openFiles();
+    EXPECT_NE(attempt([&] { reader->changeDescriptor(); }).error, "");
+    EXPECT_EQ(openFiles(), files);
+    // No thread is to be had: no address space has room for such a stack.
+    pthread_attr_t usual;
+    pthread_getattr_default_np(&usual);
+    pthread_attr_t greedy = usual;
+    pthread_attr_setstacksize(&greedy, std::size_t{1} << 50);
+    sigset_t before;
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    ASSERT_EQ(pthread_setattr_default_np(&greedy), 0);
+    EXPECT_NE(attempt([&] { reader->changeDescriptor(); }).error, "");
+    ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+    sigset_t after;
+    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    for (int signal = 1; signal < SIGRTMIN; ++signal)
+        EXPECT_EQ(sigismember(&before, signal), sigismember(&after, signal)) << signal;
+    EXPECT_EQ(openFiles(), files);
+
+    struct pollfd entry = {reader->changeDescriptor(), POLLIN, 0};
+    EXPECT_TRUE(reader->changes().changes.empty());
+    EXPECT_EQ(poll(&entry, 1, 0), 0);
+    red->membershipIs(include(numberedKey(1)));
+    EXPECT_EQ(poll(&entry, 1, 20000), 1);
+    EXPECT_EQ(reader->changes().changes.size(), 1u);
+}
+
+/// A file of a table, by itself.
+class FileOfATable : public FailingSystem {
+  protected:
+    static constexpr std::uint64_t page = Storage::pageBytes;
+
+    static Storage::TableFile ofPages(Storage::PageNumber pages) {
+        return Storage::TableFile::anonymous(pages);
+    }
+};
+
+TEST_F(FileOfATable, IsMappedAnewInLittleAddressSpaceUntilItWasTooOften) {
+    // Nothing larger than what is needed can be mapped: at first that is the last of many sizes
+    // that are tried, each half of the one before; later it is the second.
+    constexpr std::uint64_t halvings = 22;
+    std::uint64_t number = 0;
+    calls.only = "mmap";
+    calls.before = [&](std::string_view) {
+        ++number;
+        const bool isTooLarge = number <= halvings || (number > halvings + 2 && number % 2 == 1);
+        calls.left = calls.times = isTooLarge ? 1 : 0;
+    };
+    calls.isCounted = true;
+    std::vector<std::byte*> pages;
+    std::string error;
+    try {
+        Storage::TableFile file = ofPages(1);
+        for (Storage::PageNumber more = 2; more < 1000; ++more) {
+            file.pagesIs(more);
+            pages.push_back(file.page(more - 1));
+            *pages.back() = std::byte{1};
+        }
+    } catch (const std::system_error& raised) {
+        error = raised.what();
+    }
+    calls = {};
+    EXPECT_NE(error.find("has no address space to be mapped"), std::string::npos) << error;
+    EXPECT_GT(pages.size(), 10u);
+}
+
+TEST_F(FileOfATable, ThatIsShorterThanItWasIsCut) {
+    const Storage::TableFile file = ofPages(8);
+    EXPECT_EQ(file.currentPages(), 8u);
+    ASSERT_EQ(ftruncate(file.descriptor().number(), 4 * page), 0);
+    for (int twice = 0; twice < 2; ++twice) {
+        EXPECT_THROW(static_cast<void>(file.currentPages()), std::system_error);
+        EXPECT_FALSE(file.isWhole());
+        EXPECT_THROW(file.checkWhole(), std::system_error);
     }
 }
 

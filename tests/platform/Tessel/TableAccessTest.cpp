@@ -136,6 +136,25 @@ TEST_F(TableAccessControl, KeepsItsLockFromEveryoneElse) {
     }));
 }
 
+TEST_F(TableAccessControl, LetsReadersInWhoseUserOwnsNeitherTheDirectoryNorAFile) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+    chmod(directory.path().c_str(), 0777);
+    constexpr uid_t reader = 4711;
+    Process others([&] {
+        if (seteuid(nobody) != 0) throw std::runtime_error("cannot change");
+        StatusColl::open(made(), {Who::all, Who::owner, {}});
+        static_cast<void>(TableReader(made()).statuses());
+        if (seteuid(0) != 0 || seteuid(reader) != 0) throw std::runtime_error("cannot change");
+        static_cast<void>(TableReader(made()).statuses());
+        if (seteuid(0) != 0) throw std::runtime_error("cannot change");
+    });
+    EXPECT_TRUE(others.endedWell());
+    // A file that somebody else put there is none of the owner's.
+    ASSERT_EQ(chown((made() / "table").c_str(), reader + 1, reader + 1), 0);
+    EXPECT_NE(errorOf([&] { TableReader table(made()); }).find("belongs to another user"),
+              std::string::npos);
+}
+
 TEST_F(TableAccessControl, FollowsNoLinks) {
     for (const char* name : {"table", "writer", "sleepers"}) {
         const TempDirectory other;
@@ -226,7 +245,8 @@ TEST_F(TableAccessControl, StartsFromADirectoryThatIsTheUsersOwn) {
         EXPECT_EQ(defaultTableDirectory(), "/run/irbmc/table");
     }
     Process user([&] {
-        if (geteuid() == 0 && setuid(nobody) != 0) throw std::runtime_error("cannot change");
+        const uid_t before = geteuid();
+        if (before == 0 && seteuid(nobody) != 0) throw std::runtime_error("cannot change");
         const auto standard = "/run/user/" + std::to_string(geteuid()) + "/irbmc/table";
         const std::pair<const char*, std::string> cases[] = {
             {"/somewhere", "/somewhere/irbmc/table"}, {"", standard}, {"relative", standard}};
@@ -236,18 +256,23 @@ TEST_F(TableAccessControl, StartsFromADirectoryThatIsTheUsersOwn) {
         }
         unsetenv("XDG_RUNTIME_DIR");
         if (defaultTableDirectory() != standard) throw std::runtime_error("not told");
+        // What counts what runs may be root's to write.
+        if (seteuid(before) != 0) throw std::runtime_error("cannot change back");
     });
     EXPECT_TRUE(user.endedWell());
 }
 
 TEST_F(TableAccessControl, LetsAReaderWaitForATableThatIsBeingMade) {
-    std::filesystem::create_directory(made());
-    chmod(made().c_str(), 0700);
-    std::ofstream(made() / "writer").close();
-    chmod((made() / "writer").c_str(), 0600);
-    std::thread making([&] { StatusColl::open(made()); });
-    EXPECT_NO_THROW(TableReader{made()});
-    making.join();
+    for (const char* first : {"writer", "table.new"}) {
+        std::filesystem::remove_all(made());
+        std::filesystem::create_directory(made());
+        chmod(made().c_str(), 0700);
+        std::ofstream(made() / first).close();
+        chmod((made() / first).c_str(), 0600);
+        std::thread making([&] { StatusColl::open(made()); });
+        EXPECT_NO_THROW(TableReader{made()});
+        making.join();
+    }
 }
 
 TEST_F(TableAccessControl, EndsAReadersWaitForATableThatIsNeverMade) {

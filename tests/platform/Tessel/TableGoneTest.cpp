@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <stdexcept>
 #include <system_error>
@@ -91,6 +92,20 @@ TEST_F(GmpTableThatIsGone, IsToldWhenTheDirectoryIsReplaced) {
             StatusColl::open(made());
         },
         made(), "replaced");
+}
+
+TEST_F(GmpTableThatIsGone, IsToldWhenAFileIsInThePlaceOfTheDirectoryAboveIt) {
+    const auto above = directory.path() / "above";
+    const auto other = StatusColl::open(above / "deep");
+    std::filesystem::rename(above, aside());
+    std::ofstream(above) << "a file";
+    try {
+        other->checkFiles();
+        FAIL() << "not told";
+    } catch (const TableGoneError& error) {
+        EXPECT_EQ(std::string(error.what()).rfind((above / "deep").string() + ": was removed", 0),
+                  0u);
+    }
 }
 
 TEST_F(GmpTableThatIsGone, NeverHasTwoWriters) {

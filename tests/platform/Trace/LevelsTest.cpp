@@ -149,6 +149,7 @@ TEST(TraceFilter, TakesWhatNamesOneOfItsValuesOfEachKind) {
     EXPECT_FALSE(vlan.takes());
     EXPECT_FALSE(vlan.takes(red, group));
     EXPECT_FALSE(vlan.takes(Bridging::VlanId(30)));
+    EXPECT_FALSE(vlan.takes(Ondel::IntfId("vlan30")));
     EXPECT_FALSE(vlan.takes(Ondel::IntfId("mtunnel10")));
     const Filter both = Filter::parse("vrf=red,group=239.1.1.1");
     EXPECT_TRUE(both.takes(red, group));

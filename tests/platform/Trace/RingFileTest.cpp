@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <fstream>
@@ -343,6 +344,51 @@ TEST_F(TraceRingFile, OfRandomDamageIsReadWithoutHarm) {
         for (std::size_t i = 0; i < reader.size(); ++i)
             EXPECT_FALSE(reader.record(i).text().empty());
     }
+}
+
+TEST_F(TraceRingFile, DecodesARecordThatEndsInTheMiddleOfAValueAsFarAsItGoes) {
+    ASSERT_EQ(ended(child([&] {
+                  Trace::ringFileIs(path_, 16);
+                  const auto address = *Ondel::IpGenAddr::parse("10.0.0.1");
+                  TRACE(testHandle(), 5, "f", "{} {} {}", std::uint8_t{7}, address, "text");
+              })),
+              0);
+    const std::string whole = content(path_);
+    Trace::RingRecordHead head{};
+    std::memcpy(&head, whole.data() + slotOffset(0), sizeof head);
+    // One byte for the number, five for the address; two for the length of the text, and its bytes.
+    std::vector<std::size_t> values;
+    for (std::uint8_t bytes = 0; bytes <= head.payloadBytes; ++bytes) {
+        std::array<std::uint64_t, Trace::ringSlotWords> words{};
+        std::memcpy(words.data(), whole.data() + slotOffset(0), sizeof words);
+        Trace::RingRecordHead cut = head;
+        cut.payloadBytes = bytes;
+        std::memcpy(words.data(), &cut, sizeof cut);
+        words[0] = Trace::ringChecksum(&words[1], Trace::ringHeadWords + (bytes + 7u) / 8 - 1);
+        std::string changed = whole;
+        std::memcpy(changed.data() + slotOffset(0), words.data(), sizeof words);
+        contentIs(path_, changed);
+        const auto records = testRecords(RingReader::ofFile(path_));
+        ASSERT_EQ(records.size(), 1u) << int{bytes};
+        values.push_back(records[0].values.size());
+    }
+    EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
+    EXPECT_EQ(values.front(), 0u);
+    EXPECT_EQ(values.at(1), 1u);
+    EXPECT_EQ(values.at(5), 1u);
+    EXPECT_EQ(values.at(6), 2u);
+    EXPECT_EQ(values.at(7), 2u);
+    EXPECT_EQ(values.back(), 3u);
+}
+
+TEST_F(TraceRingFile, CountsASlotWithoutItsFirstWordAsDamaged) {
+    makeRing(path_, 16, 3);
+    std::string bytes = content(path_);
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(slotOffset(1)), 8, '\0');
+    contentIs(path_, bytes);
+    const RingReader reader = RingReader::ofFile(path_);
+    EXPECT_EQ(reader.damaged(), 1u);
+    EXPECT_EQ(reader.size(), 2u);
 }
 
 }  // namespace

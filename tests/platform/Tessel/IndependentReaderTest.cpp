@@ -3,7 +3,7 @@
 #include <memory>
 #include <sstream>
 
-#include "Fixture.h"
+#include "ChosenKeys.h"
 
 namespace Tessel::Test {
 
@@ -55,6 +55,17 @@ std::vector<std::string> linesOf(const TableReader& reader) {
     return lines;
 }
 
+/// The table as the independent reader sees it.
+std::vector<std::string> independentLinesOf(const std::filesystem::path& directory) {
+    std::istringstream output(
+        outputOf("python3 '" TESSEL_TESTS_DIR "/read_table.py' " + directory.string()));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(output, line);)
+        lines.push_back(line);
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
 TEST(IndependentReader, WrittenFromTheFormatsPageAloneReadsTheSame) {
     const TempDirectory directory;
     const auto coll = StatusColl::open(directory.path());
@@ -70,13 +81,19 @@ TEST(IndependentReader, WrittenFromTheFormatsPageAloneReadsTheSame) {
     blue->membershipIs(include({numberedKey(1).intf, {}, {}}));
     statusOf(*coll, vrf("empty"));
 
-    std::istringstream output(
-        outputOf("python3 '" TESSEL_TESTS_DIR "/read_table.py' " + directory.path().string()));
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(output, line);)
-        lines.push_back(line);
-    std::sort(lines.begin(), lines.end());
+    const auto lines = independentLinesOf(directory.path());
     EXPECT_EQ(lines.size(), 7000u - 2334u + 3u);
+    EXPECT_EQ(lines, linesOf(TableReader(directory.path())));
+}
+
+using IndependentReaderOfChosenKeys = ChosenKeys;
+
+TEST_F(IndependentReaderOfChosenKeys, ReadsTheSameBelowTwoNodes) {
+    deepen();
+    deepen();
+    ASSERT_EQ(seen().levels(), 3u);
+    const auto lines = independentLinesOf(directory.path());
+    EXPECT_EQ(lines.size(), inserted.size());
     EXPECT_EQ(lines, linesOf(TableReader(directory.path())));
 }
 

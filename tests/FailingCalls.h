@@ -9,6 +9,12 @@
 
 /// What the calls of the operating system do. Each thread has its own.
 struct FailingCalls {
+    FailingCalls() { isUsed = true; }
+
+    /// Whether any thread has such calls. Before that, much of what they are made with may not be
+    /// there: a sanitizer makes calls before everything else.
+    static bool isUsed;
+
     /// Whether calls are counted, and may fail.
     bool isCounted = false;
     /// How many are made until one fails; 0 for none that does.

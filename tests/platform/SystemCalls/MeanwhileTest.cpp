@@ -5,7 +5,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <functional>
+#include <optional>
 #include <set>
 #include <utility>
 

@@ -1,5 +1,9 @@
 // Memberships that a killed writer left half written, or that are from another time: the next
 // writer takes the table for what readers made of it.
+#include <algorithm>
+#include <array>
+#include <memory>
+
 #include "Crafted.h"
 
 namespace Tessel::Test {

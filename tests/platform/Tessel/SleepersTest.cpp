@@ -1,4 +1,6 @@
 // The file in which readers ask to be woken, in every state in which others may leave it.
+#include <chrono>
+
 #include "Fixture.h"
 #include "Routing/Gmp/Tessel/Storage/Sleepers.h"
 

@@ -146,7 +146,7 @@ constexpr PageNumber startPages = 512;
 
 // --- a directory: which segment holds which hashes --------------------------------------------
 
-constexpr std::uint64_t directoryMagic = 0x32524944'54504d47;  // "GMPDIR2" in memory
+constexpr std::uint64_t directoryMagic = 0x32524944'54504d47;  // "GMPTDIR2" in memory
 constexpr unsigned maxDirectoryDepth = 24;
 constexpr unsigned maxDirectoryLevels = 16;
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs a build into a folder that holds somebody else's files, twice, and uninstalls: what is left
-# must be what was there before. So, too, where there was no folder.
+# must be what was there before. So, too, where there was no folder, and where its path is relative.
 #
 #     checkUninstall.sh DEV BUILD FOLDER
 set -euo pipefail
@@ -20,8 +20,11 @@ before=$(find "$folder/used" | sort)
 installAndUninstall "$folder/used"
 diff <(echo "$before") <(find "$folder/used" | sort)
 
-installAndUninstall "$folder/new"
-if [[ -e $folder/new ]]; then
-    find "$folder/new"
-    exit 1
-fi
+cd "$folder"
+for new in "$folder/new" relative; do
+    installAndUninstall "$new"
+    if [[ -e $new ]]; then
+        find "$new"
+        exit 1
+    fi
+done

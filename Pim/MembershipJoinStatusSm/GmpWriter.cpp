@@ -35,7 +35,7 @@ Membership entryOf(const Status& status, const RouteIntfKey& key) {
 
 Lumo::Ptr<Status> MembershipJoinStatusSm::gmpStatus(
     const Routing::Gmp::Tessel::VrfApp& gmpVrfApp) const {
-    return gmpStatusLocalColl_ ? gmpStatusLocalColl_->gmpStatus(gmpVrfApp) : nullptr;
+    return inputs_.gmpStatusLocalColl ? inputs_.gmpStatusLocalColl->gmpStatus(gmpVrfApp) : nullptr;
 }
 
 void MembershipJoinStatusSm::addMembership(const L3::VrfName& vrfName,
@@ -52,11 +52,11 @@ void MembershipJoinStatusSm::addMembership(const L3::VrfName& vrfName,
     const Membership membership({intfId, source, groupAddr}, filterMode(include));
     TRACE(smTrace(), 7, "addMembership", "addMembership: Add gmpStatus: {}- ( {}, {}, {} , {} ) {}",
           vrfName, source, groupAddr, intfId, membership.filterMode(), gmpVrfApp.app);
-    if (!gmpStatusLocalColl_) return;
+    if (!inputs_.gmpStatusLocalColl) return;
     if (!gmpStatus(gmpVrfApp)) {
         const std::string name =
             std::string(vrfName.text()) + "." + Routing::Gmp::Tessel::stringValue(gmpVrfApp.app);
-        gmpStatusLocalColl_->gmpStatusIs(gmpVrfApp, Lumo::make<Status>(name));
+        inputs_.gmpStatusLocalColl->gmpStatusIs(gmpVrfApp, Lumo::make<Status>(name));
     }
     gmpStatus(gmpVrfApp)->membershipIs(membership);
 }
@@ -81,7 +81,7 @@ void MembershipJoinStatusSm::delMembership(const L3::VrfName& vrfName,
               groupAddr, intfId, filterMode(include), gmpVrfApp.app);
         status->membershipDel(key);
     }
-    if (status->memberships() == 0) gmpStatusLocalColl_->gmpStatusDel(gmpVrfApp);
+    if (status->memberships() == 0) inputs_.gmpStatusLocalColl->gmpStatusDel(gmpVrfApp);
 }
 
 void MembershipJoinStatusSm::delMembershipOfAnyMode(const L3::VrfName& vrfName,

@@ -2,6 +2,7 @@
 
 #include "MembershipJoinStatusSm/SmTrace.h"
 #include "MembershipJoinStatusSm/SourceMembership.h"
+#include "MembershipJoinStatusSm/followAll.h"
 #include "Rix/FirstError.h"
 #include "Rix/NullArgumentError.h"
 
@@ -14,18 +15,16 @@ using NestedSm_SourceMembership = NestedSm_GroupMembership::NestedSm_SourceMembe
 
 NestedSm_GroupMembership::NestedSm_GroupMembership(
     const Lumo::Ptr<const Gmp::GroupMembershipJoin>& join, RixVlanMembership* parent)
-    : parent_(parent) {
+    : Object(parent) {
     follow(join);
     isRegisteredNotifieeIs(true);
-    if (!join) return;
-    for (const auto [source, sourceJoin] : join->source())
-        sourceMembershipIs(sourceJoin);
+    followSources();
 }
 
 NestedSm_GroupMembership::~NestedSm_GroupMembership() {
     hasNotificationActiveIs(false);
     try {
-        if (parent_ && parent_->parent()->isStarted()) rixDoZombieReactors(true);
+        if (parent() && parent()->parent()->isStarted()) rixDoZombieReactors(true);
     } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
     }
     for (const auto [source, tracker] : sourceMembership_)
@@ -45,14 +44,17 @@ void NestedSm_GroupMembership::notifierIs(const Lumo::Ptr<const Lumo::Node>& joi
     const auto groupJoin = Lumo::dynamicCast<const Gmp::GroupMembershipJoin>(join);
     if (groupJoin == notifier()) return;
     follow(groupJoin);
-    if (groupJoin) {
-        for (const auto [source, sourceJoin] : groupJoin->source())
-            sourceMembershipIs(sourceJoin);
-        for (const auto [source, tracker] : sourceMembership_) {
-            if (!groupJoin->source(source)) sourceMembershipDel(source);
-        }
-    }
+    followSources();
     isRegisteredNotifieeIs(true);
+}
+
+void NestedSm_GroupMembership::followSources() {
+    // What a source leads to may let this tracker follow another record.
+    const auto groupJoin = notifier();
+    if (!groupJoin) return;
+    followAll(
+        groupJoin->source(), sourceMembership_, [&](const auto& join) { sourceMembershipIs(join); },
+        [&](const Ondel::IpGenAddr& source) { sourceMembershipDel(source); });
 }
 
 void NestedSm_GroupMembership::onAttribute(Lumo::FieldId attribute, const void* key) {
@@ -85,7 +87,7 @@ void NestedSm_GroupMembership::rixDoZombieReactors(bool zombie) {
         error.run([&, &reaped = *tracker] { reaped.rixDoZombieReactors(zombie); });
     }
     // A source that goes re-evaluates (*,G) while the join still lists the others.
-    if (zombie) error.run([&] { parent_->delStarG(groupAddr()); });
+    if (zombie) error.run([&] { parent()->delStarG(groupAddr()); });
     zombieFlagIs(zombie);
     error.raise();
 }
@@ -131,8 +133,8 @@ bool NestedSm_GroupMembership::requireStarG(const Ondel::IpGenAddr& skipSource) 
     if (!notifier()) return false;
     for (const auto [source, join] : notifier()->source()) {
         if (source == skipSource) continue;
-        const bool needed = source.isSpecificSource() ? parent_->updateVlanExclude(join)
-                                                      : parent_->updateVlanInclude(join);
+        const bool needed = source.isSpecificSource() ? parent()->updateVlanExclude(join)
+                                                      : parent()->updateVlanInclude(join);
         if (needed) return true;
     }
     return false;
@@ -142,25 +144,25 @@ void NestedSm_GroupMembership::updateStarG(const Ondel::IpGenAddr& skipSource) {
     TRACE_BLOCK(smTrace(),
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::RixVlanMembership::"
                 "NestedSm_GroupMembership::updateStarG(const Ondel::IpGenAddr&)");
-    const L3::VrfName& vrfName = parent_->vrfName();
-    const Bridging::VlanId vlanId = parent_->vlanId();
+    const L3::VrfName& vrfName = parent()->vrfName();
+    const Bridging::VlanId vlanId = parent()->vlanId();
     const Ondel::IpGenAddr group = groupAddr();
     const auto anySource = Ondel::IpGenAddr::zero(group.family());
     TRACE(smTrace(), 8, "updateStarG",
           "updateStarG: Update gmpStatus ({}) for Smet ( Vlan {}, {}, {} )", vrfName, vlanId,
           anySource, group);
-    parent_->membershipIs(anySource, group, FilterMode::include, requireStarG(skipSource));
+    parent()->membershipIs(anySource, group, FilterMode::include, requireStarG(skipSource));
 }
 
 void NestedSm_GroupMembership::handleGroupDel() {
     TRACE_BLOCK(smTrace(),
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::RixVlanMembership::"
                 "NestedSm_GroupMembership::handleGroupDel()");
-    const Bridging::VlanId vlanId = parent_->vlanId();
+    const Bridging::VlanId vlanId = parent()->vlanId();
     const Ondel::IpGenAddr group = groupAddr();
     TRACE(smTrace(), 5, "handleGroupDel", "Delete group: {}, VLAN {}, members: {}", group, vlanId,
           static_cast<std::uint32_t>(sourceMembership_.size()));
-    if (parent_->vrfName().empty()) {
+    if (parent()->vrfName().empty()) {
         TRACE(smTrace(), 8, "handleGroupDel", "handleGroupDel: No vrfName for vlan {}", vlanId);
         return;
     }
@@ -171,11 +173,11 @@ void NestedSm_GroupMembership::handleGroupDel() {
         TRACE(smTrace(), 8, "handleGroupDel",
               "handleGroupDel deleting source {} includeIntfs {} excludeIntfs {}", source,
               includeIntfs, excludeIntfs);
-        parent_->membershipDel(source, group, FilterMode::include);
-        parent_->membershipDel(source, group, FilterMode::exclude);
+        parent()->membershipDel(source, group, FilterMode::include);
+        parent()->membershipDel(source, group, FilterMode::exclude);
     }
     const auto anySource = Ondel::IpGenAddr::zero(group.family());
-    parent_->membershipDel(anySource, group, FilterMode::include);
+    parent()->membershipDel(anySource, group, FilterMode::include);
 }
 
 }  // namespace Irb::Multicast::Ingress::Detail

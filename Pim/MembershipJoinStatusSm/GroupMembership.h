@@ -12,7 +12,8 @@ namespace Irb::Multicast::Ingress::Detail {
 /// membership of the group first. The VLAN's tracker owns it; it points back at that tracker until
 /// it is removed. It owns one tracker for each source of its joins.
 class MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership final
-    : public Lumo::Object<NestedSm_GroupMembership, Rix::NotifieeConst<Gmp::GroupMembershipJoin>> {
+    : public Lumo::Object<NestedSm_GroupMembership,
+                          Tracker<Gmp::GroupMembershipJoin, RixVlanMembership>> {
   public:
     class NestedSm_SourceMembership;
 
@@ -31,15 +32,11 @@ class MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership final
     /// kept.
     void notifierIs(const Lumo::Ptr<const Lumo::Node>& join);
     void hasNotificationActiveIs(bool active);
-    /// For the owner alone.
-    void parentIs(RixVlanMembership* parent) { parent_ = parent; }
 
     /// The key; the default address while no record is followed.
     Ondel::IpGenAddr groupAddr() const {
         return notifier() ? notifier()->groupAddr() : Ondel::IpGenAddr();
     }
-    /// The tracker of the VLAN.
-    RixVlanMembership* parent() const { return parent_; }
 
     /// The trackers of the sources, keyed by source address.
     auto& sourceMembership() { return sourceMembership_; }
@@ -61,7 +58,9 @@ class MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership final
     void handleGroupDel();
 
   private:
-    RixVlanMembership* parent_;
+    /// Follows every source of the record and no other; with no record, those that there are.
+    void followSources();
+
     Rix::Collection<Ondel::IpGenAddr, Lumo::Ptr<NestedSm_SourceMembership>> sourceMembership_;
 };
 

@@ -18,12 +18,13 @@ using Routing::Gmp::Tessel::VrfApp;
 void MembershipJoinStatusSm::handleInitialized() {
     TRACE_BLOCK(smTrace(),
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::handleInitialized()");
-    const std::string name = membershipJoinStatus_ ? membershipJoinStatus_->name() : "";
+    const std::string name =
+        inputs_.membershipJoinStatus ? inputs_.membershipJoinStatus->name() : "";
     TRACE(smTrace(), 8, "handleInitialized", "handleInitialized: {}", name);
     initializedIs(true);
-    if (!gmpStatusLocalColl_) return;
-    for (const auto& [key, status] : *gmpStatusLocalColl_) {
-        if (key.app != gmpStatusApp_) {
+    if (!inputs_.gmpStatusLocalColl) return;
+    for (const auto& [key, status] : *inputs_.gmpStatusLocalColl) {
+        if (key.app != inputs_.gmpStatusApp) {
             TRACE(smTrace(), 8, "handleInitialized",
                   "handleInitialized: gmpLocalColl {} not applicable to {}", key, name);
             continue;
@@ -43,7 +44,7 @@ void MembershipJoinStatusSm::reconcileStatus(const VrfApp& key, Status& status) 
     }
     if (status.memberships() != 0) return;
     TRACE(smTrace(), 8, "handleInitialized", "handleInitialized: del gmpStatusLocalColl {}", key);
-    gmpStatusLocalColl_->gmpStatusDel(key);
+    inputs_.gmpStatusLocalColl->gmpStatusDel(key);
 }
 
 /// Traces why a membership must go; what follows the reason is the same in every message.
@@ -75,7 +76,8 @@ bool MembershipJoinStatusSm::isStale(const VrfApp& key, const Membership& member
         TRACE_STALE("Not PEG DR or Pim enabled for SBD VLAN {}", vlanId, membership);
         return true;
     }
-    const auto vlan = membershipJoinStatus_ ? membershipJoinStatus_->vlan(vlanId) : nullptr;
+    const auto vlan =
+        inputs_.membershipJoinStatus ? inputs_.membershipJoinStatus->vlan(vlanId) : nullptr;
     if (!vlan) {
         TRACE_STALE("No VLAN{}", vlanId, membership);
         return true;

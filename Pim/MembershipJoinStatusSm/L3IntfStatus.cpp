@@ -14,10 +14,10 @@ using NestedSm_L3IntfStatus = MembershipJoinStatusSm::NestedSm_L3IntfStatus;
 
 NestedSm_L3IntfStatus::NestedSm_L3IntfStatus(const Lumo::Ptr<const L3::Intf::Status>& status,
                                              MembershipJoinStatusSm* parent)
-    : parent_(parent) {
+    : Object(parent) {
     follow(status);
     isRegisteredNotifieeIs(true);
-    if (status && parent_) parent_->handleL3IntfStatus(status->intfId());
+    if (status && parent) parent->handleL3IntfStatus(status->intfId());
 }
 
 const Lumo::TypeData& NestedSm_L3IntfStatus::type() {
@@ -35,7 +35,7 @@ void NestedSm_L3IntfStatus::onAttribute(Lumo::FieldId attribute, const void*) {
 }
 
 void NestedSm_L3IntfStatus::rix_handleL3IntfStatus_vrf() {
-    if (parent_) parent_->handleL3IntfStatus(intfId());
+    if (parent()) parent()->handleL3IntfStatus(intfId());
 }
 
 void NestedSm_L3IntfStatus::rixDoZombieReactors(bool zombie) {
@@ -106,7 +106,8 @@ void MembershipJoinStatusSm::handleL3IntfStatus(Ondel::IntfId intfId) {
     const Bridging::VlanId vlanId(number);
     const Lumo::Ptr<RixVlanMembership> tracker = rixVlanMembership(vlanId);
     if (!tracker) return;
-    const auto status = l3IntfStatusDir_ ? l3IntfStatusDir_->intfStatus(intfId) : nullptr;
+    const auto status =
+        inputs_.l3IntfStatusDir ? inputs_.l3IntfStatusDir->intfStatus(intfId) : nullptr;
     const L3::VrfName newVrfName = status ? status->vrf() : L3::VrfName();
     if (tracker->vrfName() == newVrfName) return;
     if (!tracker->vrfName().empty()) tracker->updateGmpStatus(true);
@@ -136,7 +137,7 @@ void MembershipJoinStatusSm::handlePimTransitIntf(const L3::VrfName& vrfName,
         TRACE(smTrace(), 9, function, "handlePimTransitIntf, No membership for VLAN {}", vlanId);
         return;
     }
-    if (!l3IntfStatusDir_ || !l3IntfStatusDir_->intfStatus(intfId)) {
+    if (!inputs_.l3IntfStatusDir || !inputs_.l3IntfStatusDir->intfStatus(intfId)) {
         TRACE(smTrace(), 9, function, "handlePimTransitIntf, No IntfStatus for {}", intfId);
         return;
     }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "MembershipJoinStatusSm/Root.h"
-#include "Rix/NotifieeConst.h"
+#include "MembershipJoinStatusSm/Tracker.h"
 
 namespace Irb::Multicast::Ingress::Detail {
 
@@ -11,7 +11,8 @@ namespace Irb::Multicast::Ingress::Detail {
 /// l3IntfStatusDel when the status goes. The machine owns it; it points back at the machine until
 /// it is removed. As a zombie it ignores changes of the VRF.
 class MembershipJoinStatusSm::NestedSm_L3IntfStatus final
-    : public Lumo::Object<NestedSm_L3IntfStatus, Rix::NotifieeConst<L3::Intf::Status>> {
+    : public Lumo::Object<NestedSm_L3IntfStatus,
+                          Tracker<L3::Intf::Status, MembershipJoinStatusSm>> {
   public:
     /// Applies the status's VRF to the VLAN at once.
     NestedSm_L3IntfStatus(const Lumo::Ptr<const L3::Intf::Status>& status,
@@ -24,16 +25,11 @@ class MembershipJoinStatusSm::NestedSm_L3IntfStatus final
 
     /// Points it at another status; one of another VRF counts as a change of the VRF.
     void notifierIs(const Lumo::Ptr<const Lumo::Node>& status);
-    /// For the owner alone.
-    void parentIs(MembershipJoinStatusSm* parent) { parent_ = parent; }
 
     void rix_handleL3IntfStatus_vrf();
 
     /// The key: the interface; the default while no status is followed.
     Ondel::IntfId intfId() const { return notifier() ? notifier()->intfId() : Ondel::IntfId(); }
-
-  private:
-    MembershipJoinStatusSm* parent_;
 };
 
 }  // namespace Irb::Multicast::Ingress::Detail

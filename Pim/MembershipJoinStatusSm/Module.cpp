@@ -1,5 +1,6 @@
 // How the machine is made from outside: through the factory, or by the name of its type.
 #include <string>
+#include <utility>
 
 #include "Lumo/ArgumentReader.h"
 #include "MembershipJoinStatusSm/L3IntfStatus.h"
@@ -88,20 +89,23 @@ std::vector<Lumo::TypeData::Operation> operations() {
     };
 }
 
+Lumo::Ptr<MembershipJoinStatusSm> started(Inputs inputs) {
+    auto machine = Lumo::make<MembershipJoinStatusSm>(std::move(inputs));
+    machine->hasNotificationActiveIs(true);
+    return machine;
+}
+
 Lumo::Ptr<Node> construct(Arguments arguments) {
     ArgumentReader reader("MembershipJoinStatusSm", arguments, 9);
-    const auto domain = reader.number<Domain>();
-    const auto membershipJoinStatus = reader.reference<const Gmp::MembershipJoinStatus>();
-    const auto pegDrStatus = reader.reference<const Routing::Multicast::PegDrStatus>();
-    const auto l3IntfStatusDir = reader.reference<const L3::Intf::StatusDir>();
-    const auto enabledStatus = reader.reference<const Vxlan::EnabledStatus>();
-    const auto pimStatusColl = reader.reference<const Routing::Pim::StatusColl>();
-    const auto gmpStatusLocalColl = reader.reference<Routing::Gmp::Tessel::StatusColl>();
-    const auto gmpProxyStatus = reader.reference<const GmpProxyStatus>();
-    const auto gmpStatusApp = reader.number<Routing::Gmp::Tessel::App>();
-    return MembershipJoinStatusSm::MembershipJoinStatusSmIs(
-        domain, membershipJoinStatus, pegDrStatus, l3IntfStatusDir, enabledStatus, pimStatusColl,
-        gmpStatusLocalColl, gmpProxyStatus, gmpStatusApp);
+    // In the order of the members, which is the order of evaluation, too.
+    return started({reader.number<Domain>(), reader.reference<const Gmp::MembershipJoinStatus>(),
+                    reader.reference<const Routing::Multicast::PegDrStatus>(),
+                    reader.reference<const L3::Intf::StatusDir>(),
+                    reader.reference<const Vxlan::EnabledStatus>(),
+                    reader.reference<const Routing::Pim::StatusColl>(),
+                    reader.reference<Routing::Gmp::Tessel::StatusColl>(),
+                    reader.reference<const GmpProxyStatus>(),
+                    reader.number<Routing::Gmp::Tessel::App>()});
 }
 
 }  // namespace
@@ -126,11 +130,9 @@ Lumo::Ptr<MembershipJoinStatusSm> MembershipJoinStatusSm::MembershipJoinStatusSm
     const Lumo::Ptr<const Routing::Pim::StatusColl>& pimStatusColl,
     const Lumo::Ptr<Routing::Gmp::Tessel::StatusColl>& gmpStatusLocalColl,
     const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus, Routing::Gmp::Tessel::App gmpStatusApp) {
-    auto machine = Lumo::make<Detail::MembershipJoinStatusSm>(
-        domain, membershipJoinStatus, pegDrStatus, l3IntfStatusDir, enabledStatus, pimStatusColl,
-        gmpStatusLocalColl, gmpProxyStatus, gmpStatusApp);
-    machine->hasNotificationActiveIs(true);
-    return machine;
+    return Detail::started({domain, membershipJoinStatus, pegDrStatus, l3IntfStatusDir,
+                            enabledStatus, pimStatusColl, gmpStatusLocalColl, gmpProxyStatus,
+                            gmpStatusApp});
 }
 
 Lumo::Ptr<MembershipJoinStatusSm> membershipJoinStatusSmFactory(

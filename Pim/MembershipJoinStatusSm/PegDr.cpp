@@ -37,18 +37,20 @@ bool MembershipJoinStatusSm::isDrForVlan(std::uint32_t vlan) const {
     TRACE_BLOCK(smTrace(),
                 "bool Irb::Multicast::Ingress::MembershipJoinStatusSm::isDrForVlan(U32) const");
     if (vlan == 0) return false;
-    const App::ClientInstance instance(membershipJoinStatus_ ? membershipJoinStatus_->name() : "");
+    const App::ClientInstance instance(
+        inputs_.membershipJoinStatus ? inputs_.membershipJoinStatus->name() : "");
     if (instance.value() == App::ClientInstance::standalone) return true;
     const Bridging::VlanId vlanId(vlan);
-    const PegDrVlan record = pegDrStatus_ ? recordOf(*pegDrStatus_, vlanId) : PegDrVlan();
-    const PegDrRole role = roleOf(record, domain_);
+    const PegDrVlan record =
+        inputs_.pegDrStatus ? recordOf(*inputs_.pegDrStatus, vlanId) : PegDrVlan();
+    const PegDrRole role = roleOf(record, inputs_.domain);
     TRACE(smTrace(), 8, "MembershipJoinStatusSm", "{}:{}", vlanId, static_cast<std::uint8_t>(role));
     return role == PegDrRole::dr;
 }
 
 bool MembershipJoinStatusSm::isPimEnabled(const L3::VrfName& vrfName,
                                           Bridging::VlanId vlanId) const {
-    const auto status = pimStatusColl_ ? pimStatusColl_->vrfStatus(vrfName) : nullptr;
+    const auto status = inputs_.pimStatusColl ? inputs_.pimStatusColl->vrfStatus(vrfName) : nullptr;
     if (!status) return false;
     return static_cast<bool>(status->intf(Ondel::VlanIntfId::vlanIdToIntfId(vlanId.value())));
 }
@@ -70,7 +72,7 @@ void MembershipJoinStatusSm::handlePimVrf(const L3::VrfName& vrfName) {
     TRACE_BLOCK(smTrace(),
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::handlePimVrf("
                 "const L3::VrfName&)");
-    const auto status = pimStatusColl_ ? pimStatusColl_->vrfStatus(vrfName) : nullptr;
+    const auto status = inputs_.pimStatusColl ? inputs_.pimStatusColl->vrfStatus(vrfName) : nullptr;
     if (!status) return;
     for (const auto [intfId, intf] : status->intf())
         handlePimTransitIntf(vrfName, intfId);

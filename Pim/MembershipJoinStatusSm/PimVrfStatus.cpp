@@ -12,7 +12,7 @@ using NestedSm_PimVrfStatus = MembershipJoinStatusSm::NestedSm_PimVrfStatus;
 
 NestedSm_PimVrfStatus::NestedSm_PimVrfStatus(const Lumo::Ptr<const Routing::Pim::Status>& status,
                                              MembershipJoinStatusSm* parent)
-    : parent_(parent) {
+    : Object(parent) {
     follow(status);
     isRegisteredNotifieeIs(true);
 }
@@ -28,8 +28,8 @@ const Lumo::TypeData& NestedSm_PimVrfStatus::type() {
 
 void NestedSm_PimVrfStatus::onAttribute(Lumo::FieldId attribute, const void* key) {
     if (attribute != Routing::Pim::Status::intfField) return;
-    if (isZombie() || !parent_) return;
-    parent_->handlePimTransitIntf(vrfName(), *static_cast<const Ondel::IntfId*>(key));
+    if (isZombie() || !parent()) return;
+    parent()->handlePimTransitIntf(vrfName(), *static_cast<const Ondel::IntfId*>(key));
 }
 
 void NestedSm_PimVrfStatus::rixDoZombieReactors(bool zombie) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "MembershipJoinStatusSm/Root.h"
-#include "Rix/NotifieeConst.h"
+#include "MembershipJoinStatusSm/Tracker.h"
 
 namespace Irb::Multicast::Ingress::Detail {
 
@@ -11,7 +11,8 @@ namespace Irb::Multicast::Ingress::Detail {
 /// pimVrfStatusDel when the status goes. The machine owns it; it points back at the machine until
 /// it is removed. As a zombie it ignores changes.
 class MembershipJoinStatusSm::NestedSm_PimVrfStatus final
-    : public Lumo::Object<NestedSm_PimVrfStatus, Rix::NotifieeConst<Routing::Pim::Status>> {
+    : public Lumo::Object<NestedSm_PimVrfStatus,
+                          Tracker<Routing::Pim::Status, MembershipJoinStatusSm>> {
   public:
     NestedSm_PimVrfStatus(const Lumo::Ptr<const Routing::Pim::Status>& status,
                           MembershipJoinStatusSm* parent);
@@ -22,14 +23,9 @@ class MembershipJoinStatusSm::NestedSm_PimVrfStatus final
 
     /// Points it at another status.
     void notifierIs(const Lumo::Ptr<const Lumo::Node>& status);
-    /// For the owner alone.
-    void parentIs(MembershipJoinStatusSm* parent) { parent_ = parent; }
 
     /// The key: the name of the VRF; empty while no status is followed.
     L3::VrfName vrfName() const { return notifier() ? notifier()->vrfName() : L3::VrfName(); }
-
-  private:
-    MembershipJoinStatusSm* parent_;
 };
 
 }  // namespace Irb::Multicast::Ingress::Detail

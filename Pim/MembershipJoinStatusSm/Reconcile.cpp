@@ -4,6 +4,7 @@
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
 #include "MembershipJoinStatusSm/Root.h"
 #include "MembershipJoinStatusSm/SourceMembership.h"
+#include "MembershipJoinStatusSm/followAll.h"
 #include "Ondel/VlanIntfId.h"
 #include "Rix/FirstError.h"
 
@@ -14,14 +15,12 @@ namespace {
 /// Follows every record of an input and nothing else, whatever was heard of it so far. Goes on
 /// where one of them raises an error, and raises the first at the end.
 template <class Records, class Trackers, class Follow, class Forget>
-void followAll(const Records& records, const Trackers& trackers, const Follow& follow,
-               const Forget& forget) {
+void reconcileAll(const Records& records, const Trackers& trackers, const Follow& follow,
+                  const Forget& forget) {
     Rix::FirstError error;
-    for (const auto& record : records)
-        error.run([&] { follow(record.value); });
-    for (const auto& tracker : trackers) {
-        if (!records.contains(tracker.key)) error.run([&] { forget(tracker.key); });
-    }
+    followAll(
+        records, trackers, [&](const auto& record) { error.run([&] { follow(record); }); },
+        [&](const auto& key) { error.run([&] { forget(key); }); });
     error.raise();
 }
 
@@ -41,25 +40,25 @@ void MembershipJoinStatusSm::reconcile() {
 }
 
 void MembershipJoinStatusSm::followInterfaces() {
-    if (!l3IntfStatusDir_) return;
-    followAll(
-        l3IntfStatusDir_->intfStatus(), l3IntfStatus_,
+    if (!inputs_.l3IntfStatusDir) return;
+    reconcileAll(
+        inputs_.l3IntfStatusDir->intfStatus(), l3IntfStatus_,
         [&](const auto& status) { l3IntfStatusIs(status); },
         [&](Ondel::IntfId intfId) { l3IntfStatusDel(intfId); });
 }
 
 void MembershipJoinStatusSm::followPim() {
-    if (!pimStatusColl_) return;
-    followAll(
-        pimStatusColl_->vrfStatus(), pimVrfStatus_,
+    if (!inputs_.pimStatusColl) return;
+    reconcileAll(
+        inputs_.pimStatusColl->vrfStatus(), pimVrfStatus_,
         [&](const auto& status) { pimVrfStatusIs(status); },
         [&](const L3::VrfName& vrfName) { pimVrfStatusDel(vrfName); });
 }
 
 void MembershipJoinStatusSm::followJoins() {
-    if (!membershipJoinStatus_) return;
-    followAll(
-        membershipJoinStatus_->vlan(), rixVlanMembership_,
+    if (!inputs_.membershipJoinStatus) return;
+    reconcileAll(
+        inputs_.membershipJoinStatus->vlan(), rixVlanMembership_,
         [&](const auto& join) { vlanMembershipIs(join)->reconcile(); },
         [&](Bridging::VlanId vlanId) { vlanMembershipDel(vlanId); });
 }
@@ -67,13 +66,13 @@ void MembershipJoinStatusSm::followJoins() {
 void MembershipJoinStatusSm::RixVlanMembership::reconcile() {
     // An error may have ended the change to another record half way.
     isRegisteredNotifieeIs(true);
-    const auto& interfaces = parent_->l3IntfStatusDir();
+    const auto& interfaces = parent()->l3IntfStatusDir();
     const auto status =
         interfaces ? interfaces->intfStatus(Ondel::VlanIntfId::vlanIdToIntfId(vlanId().value()))
                    : nullptr;
     updateVrfName(status ? status->vrf() : L3::VrfName());
     isDrForSbdVlan_ = isDrForSbdVlanOf(vrfName_);
-    followAll(
+    reconcileAll(
         notifier()->group(), groupMembership_,
         [&](const auto& join) { groupMembershipIs(join)->reconcile(); },
         [&](const Ondel::IpGenAddr& groupAddr) { groupMembershipDel(groupAddr); });
@@ -81,7 +80,7 @@ void MembershipJoinStatusSm::RixVlanMembership::reconcile() {
 
 void MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership::reconcile() {
     isRegisteredNotifieeIs(true);
-    followAll(
+    reconcileAll(
         notifier()->source(), sourceMembership_,
         [&](const auto& join) {
             const auto tracker = sourceMembershipIs(join);

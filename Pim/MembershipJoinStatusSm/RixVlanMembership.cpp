@@ -6,6 +6,7 @@
 #include "MembershipJoinStatusSm/FeatureToggles.h"
 #include "MembershipJoinStatusSm/GroupMembership.h"
 #include "MembershipJoinStatusSm/SmTrace.h"
+#include "MembershipJoinStatusSm/followAll.h"
 #include "Rix/FirstError.h"
 #include "Rix/NullArgumentError.h"
 
@@ -16,16 +17,15 @@ using NestedSm_GroupMembership = RixVlanMembership::NestedSm_GroupMembership;
 
 RixVlanMembership::RixVlanMembership(const Lumo::Ptr<const Gmp::VlanMembershipJoin>& join,
                                      MembershipJoinStatusSm* parent)
-    : parent_(parent) {
+    : Object(parent) {
     follow(join);
     isRegisteredNotifieeIs(true);
     handleVlanMembership();
-    for (const auto [groupAddr, group] : join->group())
-        groupMembershipIs(group);
+    followGroups();
 }
 
 RixVlanMembership::~RixVlanMembership() {
-    if (!parent_ || parent_->isStarted()) abandonedByParent();
+    if (!parent() || parent()->isStarted()) abandonedByParent();
 }
 
 const Lumo::TypeData& RixVlanMembership::type() {
@@ -47,14 +47,17 @@ void RixVlanMembership::notifierIs(const Lumo::Ptr<const Lumo::Node>& join) {
     const auto vlanJoin = Lumo::dynamicCast<const Gmp::VlanMembershipJoin>(join);
     if (vlanJoin == notifier()) return;
     follow(vlanJoin);
-    if (vlanJoin) {
-        for (const auto [groupAddr, group] : vlanJoin->group())
-            groupMembershipIs(group);
-        for (const auto [groupAddr, tracker] : groupMembership_) {
-            if (!vlanJoin->group(groupAddr)) groupMembershipDel(groupAddr);
-        }
-    }
+    followGroups();
     isRegisteredNotifieeIs(true);
+}
+
+void RixVlanMembership::followGroups() {
+    // What a group leads to may let this tracker follow another record.
+    const auto vlanJoin = notifier();
+    if (!vlanJoin) return;
+    followAll(
+        vlanJoin->group(), groupMembership_, [&](const auto& join) { groupMembershipIs(join); },
+        [&](const Ondel::IpGenAddr& groupAddr) { groupMembershipDel(groupAddr); });
 }
 
 void RixVlanMembership::onAttribute(Lumo::FieldId attribute, const void* key) {
@@ -93,7 +96,7 @@ void RixVlanMembership::abandonedByParent() noexcept {
         } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
         }
     }
-    parent_ = nullptr;
+    parentIs(nullptr);
     hasNotificationActiveIs(false);
 }
 
@@ -148,17 +151,17 @@ void RixVlanMembership::updateVrfName(const L3::VrfName& vrfName) {
           vlanId());
     isDrForSbdVlan_ = isDrForSbdVlanOf(vrfName);
     vrfName_ = vrfName;
-    gmpVrfApp_ = {vrfName, parent_->gmpStatusApp()};
+    gmpVrfApp_ = {vrfName, parent()->gmpStatusApp()};
     TRACE(smTrace(), 7, "updateVrfName", "updateVrfName, gmpVrfApp {}", gmpVrfApp_);
 }
 
 std::uint16_t RixVlanMembership::sbdVlanOf(const L3::VrfName& vrfName) const {
-    return isOismMplsTunnel() ? parent_->vrfNameToSbdVlan(vrfName).value()
-                              : parent_->vrfToSbdVlan(vrfName);
+    return isOismMplsTunnel() ? parent()->vrfNameToSbdVlan(vrfName).value()
+                              : parent()->vrfToSbdVlan(vrfName);
 }
 
 bool RixVlanMembership::isDrForSbdVlanOf(const L3::VrfName& vrfName) const {
-    return parent_->isDrForVlan(sbdVlanOf(vrfName));
+    return parent()->isDrForVlan(sbdVlanOf(vrfName));
 }
 
 bool RixVlanMembership::isSbdVlan() const {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "MembershipJoinStatusSm/Root.h"
-#include "Rix/NotifieeConst.h"
+#include "MembershipJoinStatusSm/Tracker.h"
 #include "Routing/Gmp/Tessel/FilterMode.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
 
@@ -14,7 +14,8 @@ namespace Irb::Multicast::Ingress::Detail {
 /// machine owns it; it points back at the machine until it is removed. It owns one tracker for each
 /// group of its joins.
 class MembershipJoinStatusSm::RixVlanMembership final
-    : public Lumo::Object<RixVlanMembership, Rix::NotifieeConst<Gmp::VlanMembershipJoin>> {
+    : public Lumo::Object<RixVlanMembership,
+                          Tracker<Gmp::VlanMembershipJoin, MembershipJoinStatusSm>> {
   public:
     class NestedSm_GroupMembership;
 
@@ -31,8 +32,6 @@ class MembershipJoinStatusSm::RixVlanMembership final
     /// Points it at another record: groups that this one lacks go. With none, the groups are kept.
     void notifierIs(const Lumo::Ptr<const Lumo::Node>& join);
     void hasNotificationActiveIs(bool active);
-    /// For the owner alone.
-    void parentIs(MembershipJoinStatusSm* parent) { parent_ = parent; }
     /// Removes every group's tracker, and points at no machine any more: the machine itself goes.
     /// Never throws; what could not be withdrawn stays for the next start.
     void abandonedByParent() noexcept;
@@ -41,8 +40,6 @@ class MembershipJoinStatusSm::RixVlanMembership final
     Bridging::VlanId vlanId() const {
         return notifier() ? notifier()->vlanId() : Bridging::VlanId();
     }
-    /// The machine.
-    MembershipJoinStatusSm* parent() const { return parent_; }
     /// The VRF of the VLAN's interface; empty while there is none.
     const L3::VrfName& vrfName() const { return vrfName_; }
     /// Whether this router is PEG DR for the SBD VLAN of that VRF.
@@ -87,6 +84,8 @@ class MembershipJoinStatusSm::RixVlanMembership final
     bool updateVlanExclude(const Lumo::Ptr<const Gmp::SourceMembershipJoin>& source) const;
 
   private:
+    /// Follows every group of the record and no other; with no record, those that there are.
+    void followGroups();
     /// The number of a VRF's SBD VLAN; of no VLAN where there is none.
     std::uint16_t sbdVlanOf(const L3::VrfName& vrfName) const;
     /// Whether this router is PEG DR for the SBD VLAN of a VRF.
@@ -96,7 +95,6 @@ class MembershipJoinStatusSm::RixVlanMembership final
     void updateSources(NestedSm_GroupMembership& group, const Ondel::IpGenAddr& groupAddr,
                        bool deleteVlan);
 
-    MembershipJoinStatusSm* parent_;
     L3::VrfName vrfName_;
     bool isDrForSbdVlan_ = false;
     Routing::Gmp::Tessel::VrfApp gmpVrfApp_;

@@ -11,56 +11,39 @@
 
 namespace Irb::Multicast::Ingress::Detail {
 
-using Routing::Gmp::Tessel::App;
-
-MembershipJoinStatusSm::MembershipJoinStatusSm(
-    Domain domain, Lumo::Ptr<const Gmp::MembershipJoinStatus> membershipJoinStatus,
-    Lumo::Ptr<const Routing::Multicast::PegDrStatus> pegDrStatus,
-    Lumo::Ptr<const L3::Intf::StatusDir> l3IntfStatusDir,
-    Lumo::Ptr<const Vxlan::EnabledStatus> enabledStatus,
-    Lumo::Ptr<const Routing::Pim::StatusColl> pimStatusColl,
-    Lumo::Ptr<Routing::Gmp::Tessel::StatusColl> gmpStatusLocalColl,
-    Lumo::Ptr<const GmpProxyStatus> gmpProxyStatus, App gmpStatusApp)
-    : domain_(domain),
-      membershipJoinStatus_(std::move(membershipJoinStatus)),
-      pegDrStatus_(std::move(pegDrStatus)),
-      l3IntfStatusDir_(std::move(l3IntfStatusDir)),
-      enabledStatus_(std::move(enabledStatus)),
-      pimStatusColl_(std::move(pimStatusColl)),
-      gmpProxyStatus_(std::move(gmpProxyStatus)),
-      gmpStatusLocalColl_(std::move(gmpStatusLocalColl)),
-      gmpStatusApp_(gmpStatusApp),
-      membershipJoinStatusDispatch_(*this, membershipJoinStatus_,
+MembershipJoinStatusSm::MembershipJoinStatusSm(Inputs inputs)
+    : inputs_(std::move(inputs)),
+      membershipJoinStatusDispatch_(*this, inputs_.membershipJoinStatus,
                                     Gmp::MembershipJoinStatus::vlanField, dispatchVlan),
-      pegDrStatusDispatch_(*this, pegDrStatus_, Routing::Multicast::PegDrStatus::pegDrVlanField,
-                           dispatchPegDrVlan),
-      l3IntfStatusDirDispatch_(*this, l3IntfStatusDir_, L3::Intf::StatusDir::intfStatusField,
+      pegDrStatusDispatch_(*this, inputs_.pegDrStatus,
+                           Routing::Multicast::PegDrStatus::pegDrVlanField, dispatchPegDrVlan),
+      l3IntfStatusDirDispatch_(*this, inputs_.l3IntfStatusDir, L3::Intf::StatusDir::intfStatusField,
                                dispatchIntfStatus),
-      pimStatusCollDispatch_(*this, pimStatusColl_, Routing::Pim::StatusColl::vrfStatusField,
+      pimStatusCollDispatch_(*this, inputs_.pimStatusColl, Routing::Pim::StatusColl::vrfStatusField,
                              dispatchVrfStatus),
       on_enabledStatus_(*this),
       on_gmpProxyStatus_(*this) {
     dispatchersAreSubscribedIs(true);
     // VLAN trackers consult the state of interfaces and of PIM, which is therefore there first.
-    if (l3IntfStatusDir_) {
-        for (const auto [intfId, status] : l3IntfStatusDir_->intfStatus())
+    if (inputs_.l3IntfStatusDir) {
+        for (const auto [intfId, status] : inputs_.l3IntfStatusDir->intfStatus())
             l3IntfStatusIs(status);
     }
-    if (pimStatusColl_) {
-        for (const auto [vrfName, status] : pimStatusColl_->vrfStatus())
+    if (inputs_.pimStatusColl) {
+        for (const auto [vrfName, status] : inputs_.pimStatusColl->vrfStatus())
             pimVrfStatusIs(status);
     }
-    if (membershipJoinStatus_) {
-        for (const auto [vlanId, join] : membershipJoinStatus_->vlan())
+    if (inputs_.membershipJoinStatus) {
+        for (const auto [vlanId, join] : inputs_.membershipJoinStatus->vlan())
             vlanMembershipIs(join);
     }
     handleInitialized();
-    on_enabledStatus_.on_selfPublisher(nullptr, enabledStatus_);
-    on_enabledStatus_.on_self0(nullptr, enabledStatus_);
-    on_gmpProxyStatus_.on_selfPublisher(nullptr, gmpProxyStatus_);
-    on_gmpProxyStatus_.on_self0(nullptr, gmpProxyStatus_);
-    on_enabledStatus_.on_self1(nullptr, enabledStatus_);
-    on_gmpProxyStatus_.on_self1(nullptr, gmpProxyStatus_);
+    on_enabledStatus_.on_selfPublisher(nullptr, inputs_.enabledStatus);
+    on_enabledStatus_.on_self0(nullptr, inputs_.enabledStatus);
+    on_gmpProxyStatus_.on_selfPublisher(nullptr, inputs_.gmpProxyStatus);
+    on_gmpProxyStatus_.on_self0(nullptr, inputs_.gmpProxyStatus);
+    on_enabledStatus_.on_self1(nullptr, inputs_.enabledStatus);
+    on_gmpProxyStatus_.on_self1(nullptr, inputs_.gmpProxyStatus);
     started_ = true;
 }
 
@@ -91,8 +74,8 @@ void MembershipJoinStatusSm::dispatchersAreSubscribedIs(bool subscribed) {
 
 void MembershipJoinStatusSm::enabledStatusIs(
     const Lumo::Ptr<const Vxlan::EnabledStatus>& enabledStatus) {
-    if (enabledStatus == enabledStatus_) return;
-    const auto previous = std::exchange(enabledStatus_, enabledStatus);
+    if (enabledStatus == inputs_.enabledStatus) return;
+    const auto previous = std::exchange(inputs_.enabledStatus, enabledStatus);
     on_enabledStatus_.on_selfPublisher(previous, enabledStatus);
     on_enabledStatus_.on_self0(previous, enabledStatus);
     on_enabledStatus_.on_self1(previous, enabledStatus);
@@ -100,8 +83,8 @@ void MembershipJoinStatusSm::enabledStatusIs(
 
 void MembershipJoinStatusSm::gmpProxyStatusIs(
     const Lumo::Ptr<const GmpProxyStatus>& gmpProxyStatus) {
-    if (gmpProxyStatus == gmpProxyStatus_) return;
-    const auto previous = std::exchange(gmpProxyStatus_, gmpProxyStatus);
+    if (gmpProxyStatus == inputs_.gmpProxyStatus) return;
+    const auto previous = std::exchange(inputs_.gmpProxyStatus, gmpProxyStatus);
     on_gmpProxyStatus_.on_selfPublisher(previous, gmpProxyStatus);
     on_gmpProxyStatus_.on_self0(previous, gmpProxyStatus);
     on_gmpProxyStatus_.on_self1(previous, gmpProxyStatus);

@@ -3,22 +3,15 @@
 #include <cstdint>
 
 #include "Bridging/VlanId.h"
-#include "Irb/Multicast/Domain.h"
-#include "Irb/Multicast/Gmp/MembershipJoinStatus.h"
-#include "Irb/Multicast/GmpProxyStatus.h"
-#include "L3/Intf/StatusDir.h"
 #include "L3/VrfName.h"
 #include "Lumo/Object.h"
 #include "MembershipJoinStatusSm.h"
 #include "MembershipJoinStatusSm/InputReactions.h"
+#include "MembershipJoinStatusSm/Inputs.h"
 #include "Ondel/IntfId.h"
 #include "Ondel/IpGenAddr.h"
 #include "Rix/Collection.h"
 #include "Rix/Optional.h"
-#include "Routing/Gmp/Tessel/StatusColl.h"
-#include "Routing/Multicast/PegDrStatus.h"
-#include "Routing/Pim/StatusColl.h"
-#include "Vxlan/EnabledStatus.h"
 
 namespace Irb::Multicast::Ingress::Detail {
 
@@ -38,27 +31,19 @@ class MembershipJoinStatusSm final
 
     /// Takes its inputs, of which any may be null, and brings the table into line with them. Reacts
     /// once its notifications are active. Failures are those of MembershipJoinStatusSmIs.
-    MembershipJoinStatusSm(Domain domain,
-                           Lumo::Ptr<const Gmp::MembershipJoinStatus> membershipJoinStatus,
-                           Lumo::Ptr<const Routing::Multicast::PegDrStatus> pegDrStatus,
-                           Lumo::Ptr<const L3::Intf::StatusDir> l3IntfStatusDir,
-                           Lumo::Ptr<const Vxlan::EnabledStatus> enabledStatus,
-                           Lumo::Ptr<const Routing::Pim::StatusColl> pimStatusColl,
-                           Lumo::Ptr<Routing::Gmp::Tessel::StatusColl> gmpStatusLocalColl,
-                           Lumo::Ptr<const GmpProxyStatus> gmpProxyStatus,
-                           Routing::Gmp::Tessel::App gmpStatusApp);
+    explicit MembershipJoinStatusSm(Inputs inputs);
     ~MembershipJoinStatusSm() override;
 
     /// @name The inputs, as given; null where none was given. @{
-    Domain domain() const { return domain_; }
-    const auto& membershipJoinStatus() const { return membershipJoinStatus_; }
-    const auto& pegDrStatus() const { return pegDrStatus_; }
-    const auto& l3IntfStatusDir() const { return l3IntfStatusDir_; }
-    const auto& enabledStatus() const { return enabledStatus_; }
-    const auto& pimStatusColl() const { return pimStatusColl_; }
-    const auto& gmpProxyStatus() const { return gmpProxyStatus_; }
-    const auto& gmpStatusLocalColl() const { return gmpStatusLocalColl_; }
-    Routing::Gmp::Tessel::App gmpStatusApp() const { return gmpStatusApp_; }
+    Domain domain() const { return inputs_.domain; }
+    const auto& membershipJoinStatus() const { return inputs_.membershipJoinStatus; }
+    const auto& pegDrStatus() const { return inputs_.pegDrStatus; }
+    const auto& l3IntfStatusDir() const { return inputs_.l3IntfStatusDir; }
+    const auto& enabledStatus() const { return inputs_.enabledStatus; }
+    const auto& pimStatusColl() const { return inputs_.pimStatusColl; }
+    const auto& gmpProxyStatus() const { return inputs_.gmpProxyStatus; }
+    const auto& gmpStatusLocalColl() const { return inputs_.gmpStatusLocalColl; }
+    Routing::Gmp::Tessel::App gmpStatusApp() const { return inputs_.gmpStatusApp; }
     /// @}
 
     /// @name Replacing an input: the maps of both objects are replayed. The same reference again
@@ -171,16 +156,8 @@ class MembershipJoinStatusSm final
     Lumo::Ptr<Routing::Gmp::Tessel::Status> gmpStatus(
         const Routing::Gmp::Tessel::VrfApp& gmpVrfApp) const;
 
-    // Set once, by the constructor; two of the inputs may be replaced later.
-    const Domain domain_;
-    const Lumo::Ptr<const Gmp::MembershipJoinStatus> membershipJoinStatus_;
-    const Lumo::Ptr<const Routing::Multicast::PegDrStatus> pegDrStatus_;
-    const Lumo::Ptr<const L3::Intf::StatusDir> l3IntfStatusDir_;
-    Lumo::Ptr<const Vxlan::EnabledStatus> enabledStatus_;
-    const Lumo::Ptr<const Routing::Pim::StatusColl> pimStatusColl_;
-    Lumo::Ptr<const GmpProxyStatus> gmpProxyStatus_;
-    const Lumo::Ptr<Routing::Gmp::Tessel::StatusColl> gmpStatusLocalColl_;
-    const Routing::Gmp::Tessel::App gmpStatusApp_;
+    // Set once, by the constructor; enabledStatus and gmpProxyStatus may be replaced later.
+    Inputs inputs_;
 
     // Changed by the ...Is and ...Del operations alone.
     Rix::Collection<Ondel::IntfId, Lumo::Ptr<NestedSm_L3IntfStatus>> l3IntfStatus_;

@@ -8,18 +8,22 @@ namespace Irb::Multicast::Ingress::Detail {
 
 Bridging::VlanId MembershipJoinStatusSm::vrfNameToSbdVlan(const L3::VrfName& vrfName) const {
     // The default VLAN id, 1, is the answer where there is none.
-    return gmpProxyStatus_ ? gmpProxyStatus_->vrfToSbdVlan().get(vrfName) : Bridging::VlanId();
+    return inputs_.gmpProxyStatus ? inputs_.gmpProxyStatus->vrfToSbdVlan().get(vrfName)
+                                  : Bridging::VlanId();
 }
 
 std::uint16_t MembershipJoinStatusSm::vrfToSbdVlan(const L3::VrfName& vrfName) const {
-    return enabledStatus_ ? enabledStatus_->vrfToSBDVlan().get(vrfName) : std::uint16_t{0};
+    return inputs_.enabledStatus ? inputs_.enabledStatus->vrfToSBDVlan().get(vrfName)
+                                 : std::uint16_t{0};
 }
 
 L3::VrfName MembershipJoinStatusSm::sbdVlanToVrf(Bridging::VlanId vlanId) const {
     if (isOismMplsTunnel()) {
-        return gmpProxyStatus_ ? gmpProxyStatus_->sbdVlanToVrf().get(vlanId) : L3::VrfName();
+        return inputs_.gmpProxyStatus ? inputs_.gmpProxyStatus->sbdVlanToVrf().get(vlanId)
+                                      : L3::VrfName();
     }
-    return enabledStatus_ ? enabledStatus_->sbdVlanToVrf().get(vlanId.value()) : L3::VrfName();
+    return inputs_.enabledStatus ? inputs_.enabledStatus->sbdVlanToVrf().get(vlanId.value())
+                                 : L3::VrfName();
 }
 
 void MembershipJoinStatusSm::handleVxlanVrfToSbdVlan(const L3::VrfName& vrfName,

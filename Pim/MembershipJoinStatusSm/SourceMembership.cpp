@@ -13,7 +13,7 @@ using NestedSm_SourceMembership =
 
 NestedSm_SourceMembership::NestedSm_SourceMembership(
     const Lumo::Ptr<const Gmp::SourceMembershipJoin>& join, NestedSm_GroupMembership* parent)
-    : parent_(parent) {
+    : Object(parent) {
     follow(join);
     isRegisteredNotifieeIs(true);
     if (!join) return;
@@ -24,7 +24,7 @@ NestedSm_SourceMembership::NestedSm_SourceMembership(
 NestedSm_SourceMembership::~NestedSm_SourceMembership() {
     hasNotificationActiveIs(false);
     try {
-        if (parent_ && parent_->parent()->parent()->isStarted()) rixDoZombieReactors(true);
+        if (parent() && parent()->parent()->parent()->isStarted()) rixDoZombieReactors(true);
     } catch (...) {  // NOLINT(bugprone-empty-catch): there is nobody left to tell
     }
 }
@@ -84,7 +84,7 @@ std::uint32_t NestedSm_SourceMembership::sizeOf(const Ondel::IntfIdSet& intfs) c
 /// The common entry of the three handlers: nothing is written for a VLAN without a VRF, nor for an
 /// SBD VLAN where this router is not PEG DR and PIM is not enabled.
 bool NestedSm_SourceMembership::mayWrite(const char* handler) const {
-    const RixVlanMembership& vlan = *parent_->parent();
+    const RixVlanMembership& vlan = *parent()->parent();
     if (vlan.vrfName().empty()) {
         TRACE_AS(smTrace(), 8, handler, "{}: No vrfName for vlanId {}", handler, vlan.vlanId());
         return false;
@@ -104,15 +104,15 @@ void NestedSm_SourceMembership::handleInclude() {
                 "NestedSm_GroupMembership::NestedSm_SourceMembership::handleInclude()");
     if (!mayWrite("handleInclude")) return;
     if (!source().isSpecificSource()) {
-        parent_->updateStarG(Ondel::IpGenAddr());
+        parent()->updateStarG(Ondel::IpGenAddr());
         return;
     }
-    RixVlanMembership& vlan = *parent_->parent();
+    RixVlanMembership& vlan = *parent()->parent();
     const bool include = vlan.updateVlanInclude(notifier());
     TRACE(smTrace(), 8, "handleInclude",
           "handleInclude: Update gmpStatus ({}) for Smet ( Vlan {}, {}, {} ), add include: {}",
-          vlan.vrfName(), vlan.vlanId(), source(), parent_->groupAddr(), include);
-    vlan.membershipIs(source(), parent_->groupAddr(), FilterMode::include, include);
+          vlan.vrfName(), vlan.vlanId(), source(), parent()->groupAddr(), include);
+    vlan.membershipIs(source(), parent()->groupAddr(), FilterMode::include, include);
 }
 
 void NestedSm_SourceMembership::handleExclude() {
@@ -120,13 +120,13 @@ void NestedSm_SourceMembership::handleExclude() {
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::RixVlanMembership::"
                 "NestedSm_GroupMembership::NestedSm_SourceMembership::handleExclude()");
     if (!mayWrite("handleExclude")) return;
-    RixVlanMembership& vlan = *parent_->parent();
+    RixVlanMembership& vlan = *parent()->parent();
     const bool exclude = vlan.updateVlanExclude(notifier());
     TRACE(smTrace(), 8, "handleExclude",
           "handleExclude: Update gmpStatus ({}) for Smet ( Vlan {}, {}, {} ), add exclude: {}",
-          vlan.vrfName(), vlan.vlanId(), source(), parent_->groupAddr(), exclude);
-    parent_->updateStarG(Ondel::IpGenAddr());
-    vlan.membershipIs(source(), parent_->groupAddr(), FilterMode::exclude, exclude);
+          vlan.vrfName(), vlan.vlanId(), source(), parent()->groupAddr(), exclude);
+    parent()->updateStarG(Ondel::IpGenAddr());
+    vlan.membershipIs(source(), parent()->groupAddr(), FilterMode::exclude, exclude);
 }
 
 void NestedSm_SourceMembership::handleSourceDel() {
@@ -138,11 +138,11 @@ void NestedSm_SourceMembership::handleSourceDel() {
     const std::uint32_t exclude = excludeIntfs();
     TRACE(smTrace(), 8, "handleSourceDel",
           "handleSourceDel( {} ), includeIntfs: {}, excludeIntfs: {}", source(), include, exclude);
-    RixVlanMembership& vlan = *parent_->parent();
-    const Ondel::IpGenAddr group = parent_->groupAddr();
+    RixVlanMembership& vlan = *parent()->parent();
+    const Ondel::IpGenAddr group = parent()->groupAddr();
     if (include != 0) vlan.membershipDel(source(), group, FilterMode::include);
     if (exclude != 0) vlan.membershipDel(source(), group, FilterMode::exclude);
-    if (exclude != 0 || !source().isSpecificSource()) parent_->updateStarG(source());
+    if (exclude != 0 || !source().isSpecificSource()) parent()->updateStarG(source());
 }
 
 namespace {

@@ -13,7 +13,7 @@ namespace Irb::Multicast::Ingress::Detail {
 /// tracker until it is removed. As a zombie it ignores changes.
 class MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership::NestedSm_SourceMembership
     final : public Lumo::Object<NestedSm_SourceMembership,
-                                Rix::NotifieeConst<Gmp::SourceMembershipJoin>> {
+                                Tracker<Gmp::SourceMembershipJoin, NestedSm_GroupMembership>> {
   public:
     /// Writes the memberships that the joins call for.
     NestedSm_SourceMembership(const Lumo::Ptr<const Gmp::SourceMembershipJoin>& join,
@@ -28,8 +28,6 @@ class MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership::Neste
     /// Points it at another record for the same source. Its memberships stay as they are until the
     /// next change.
     void notifierIs(const Lumo::Ptr<const Lumo::Node>& join);
-    /// For the owner alone.
-    void parentIs(NestedSm_GroupMembership* parent) { parent_ = parent; }
 
     /// The key; the default address while no record is followed.
     Ondel::IpGenAddr source() const {
@@ -46,8 +44,6 @@ class MembershipJoinStatusSm::RixVlanMembership::NestedSm_GroupMembership::Neste
   private:
     bool mayWrite(const char* handler) const;
     std::uint32_t sizeOf(const Ondel::IntfIdSet& intfs) const;
-
-    NestedSm_GroupMembership* parent_;
 };
 
 /// Whether a local interface, one that is no multicast tunnel, joined a source in include mode.

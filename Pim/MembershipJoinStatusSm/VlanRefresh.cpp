@@ -17,7 +17,7 @@ void RixVlanMembership::handleVlanMembership() {
                 "handleVlanMembership()");
     TRACE(smTrace(), 3, "handleVlanMembership", "Added VLAN :{}", vlanId());
     const Ondel::IntfId intfId = Ondel::VlanIntfId::vlanIdToIntfId(vlanId().value());
-    const auto& intfStatusDir = parent_->l3IntfStatusDir();
+    const auto& intfStatusDir = parent()->l3IntfStatusDir();
     const auto status = intfStatusDir ? intfStatusDir->intfStatus(intfId) : nullptr;
     if (!status) {
         TRACE(smTrace(), 9, "handleVlanMembership", "handleVlanMembership, No IntfStatus for {}",
@@ -39,7 +39,7 @@ void RixVlanMembership::updateGmpStatus(bool deleteVlan) {
     TRACE(smTrace(), 3, "updateGmpStatus",
           "Update VLAN: {}, isSbdVlan: {}, isDrForSbdVlan: {}, deleteVlan: {}, isPimEnabled: {}",
           vlanId(), isSbdVlan(), isDrForSbdVlan_, deleteVlan,
-          parent_->isPimEnabled(vrfName_, vlanId()));
+          parent()->isPimEnabled(vrfName_, vlanId()));
     for (const auto [key, group] : groupMembership_) {
         const Ondel::IpGenAddr groupAddr = group->groupAddr();
         updateSources(*group, groupAddr, deleteVlan);
@@ -66,21 +66,21 @@ void RixVlanMembership::updateSources(NestedSm_GroupMembership& group,
 void RixVlanMembership::delStarG(const Ondel::IpGenAddr& groupAddr) {
     if (vrfName_.empty()) return;
     const auto anySource = Ondel::IpGenAddr::zero(groupAddr.family());
-    parent_->delMembershipOfAnyMode(vrfName_, gmpVrfApp_, anySource, groupAddr, vlanId());
+    parent()->delMembershipOfAnyMode(vrfName_, gmpVrfApp_, anySource, groupAddr, vlanId());
 }
 
 void RixVlanMembership::membershipIs(const Ondel::IpGenAddr& source,
                                      const Ondel::IpGenAddr& groupAddr, FilterMode mode,
                                      bool isWanted) {
     if (!isWanted) return membershipDel(source, groupAddr, mode);
-    parent_->addMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(),
-                           mode == FilterMode::include);
+    parent()->addMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(),
+                            mode == FilterMode::include);
 }
 
 void RixVlanMembership::membershipDel(const Ondel::IpGenAddr& source,
                                       const Ondel::IpGenAddr& groupAddr, FilterMode mode) {
-    parent_->delMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(),
-                           mode == FilterMode::include);
+    parent()->delMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(),
+                            mode == FilterMode::include);
 }
 
 bool RixVlanMembership::updateVlanInclude(
@@ -109,7 +109,7 @@ bool RixVlanMembership::updateVlanExclude(
 }
 
 bool RixVlanMembership::isWantedWithoutLocalReceiver() const {
-    return isSbdVlan() && (isDrForSbdVlan_ || parent_->isPimEnabled(vrfName_, vlanId()));
+    return isSbdVlan() && (isDrForSbdVlan_ || parent()->isPimEnabled(vrfName_, vlanId()));
 }
 
 }  // namespace Irb::Multicast::Ingress::Detail

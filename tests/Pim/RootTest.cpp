@@ -295,9 +295,9 @@ TEST_F(Root, WhileSwitchedOffNoJoinIsHeard) {
 }
 
 TEST_F(Root, AMachineThatWasNeverSwitchedOnHearsOfItsCollectionsToo) {
-    machine = Lumo::make<MembershipJoinStatusSm>(domain, membershipJoinStatus, pegDrStatus,
-                                                 l3IntfStatusDir, enabledStatus, pimStatusColl,
-                                                 gmpStatusLocalColl, gmpProxyStatus, app);
+    machine = Lumo::make<MembershipJoinStatusSm>(
+        Detail::Inputs{domain, membershipJoinStatus, pegDrStatus, l3IntfStatusDir, enabledStatus,
+                       pimStatusColl, gmpStatusLocalColl, gmpProxyStatus, app});
     EXPECT_FALSE(machine->hasNotificationActive());
     join(10, "239.1.1.1", "10.0.0.1", "swp1");
     ASSERT_TRUE(vlan(10));

@@ -24,7 +24,7 @@ namespace Bench {
 
 std::uint64_t SharedDirectory::bytes() const {
     std::uint64_t all = 0;
-    for (const auto& file : std::filesystem::directory_iterator(path_)) {
+    for (const auto& file : std::filesystem::directory_iterator(path())) {
         struct stat status {};
         if (stat(file.path().c_str(), &status) == 0) {
             all += static_cast<std::uint64_t>(status.st_blocks) * 512;

@@ -2,14 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 #include <stdexcept>
 #include <string>
 
 #include "Ondel/VlanIntfId.h"
 #include "Routing/Gmp/Tessel/Membership.h"
 #include "Routing/Gmp/Tessel/Storage/Record.h"
+#include "TemporaryDirectory.h"
 
 namespace Bench {
 
@@ -56,26 +55,12 @@ inline void expect(bool holds, const char* what) {
 }
 
 /// A directory in shared memory, gone with the object.
-class SharedDirectory {
+class SharedDirectory : public TemporaryDirectory {
   public:
-    SharedDirectory() {
-        std::string name = "/dev/shm/irbmc-bench-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no directory in /dev/shm");
-        path_ = name;
-    }
-    SharedDirectory(const SharedDirectory&) = delete;
-    SharedDirectory& operator=(const SharedDirectory&) = delete;
-    ~SharedDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    const std::filesystem::path& path() const { return path_; }
+    SharedDirectory() : TemporaryDirectory("/dev/shm") {}
 
     /// The memory that the files take.
     std::uint64_t bytes() const;
-
-  private:
-    std::filesystem::path path_;
 };
 
 }  // namespace Bench

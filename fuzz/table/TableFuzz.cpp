@@ -29,6 +29,7 @@
 #include "Routing/Gmp/Tessel/Storage/Checksum.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
 #include "Routing/Gmp/Tessel/TableReader.h"
+#include "TemporaryDirectory.h"
 
 namespace {
 
@@ -52,27 +53,20 @@ class Base {
         static Base base;
         return base;
     }
-    const std::filesystem::path& directory() const { return directory_; }
+    const std::filesystem::path& directory() const { return directory_.path(); }
     const Words& words() const { return words_; }
     /// The pages that hold anything: a patch of another one would change nothing.
     const std::vector<std::size_t>& usedPages() const { return usedPages_; }
 
     void store(const Words& words) const {
-        std::FILE* const file = std::fopen((directory_ / "table").c_str(), "wb");
+        std::FILE* const file = std::fopen(directory_.file("table").c_str(), "wb");
         std::fwrite(words.data(), sizeof(std::uint64_t), words.size(), file);
         std::fclose(file);
     }
 
   private:
     Base() {
-        std::string name = "/dev/shm/irbmc-fuzz-XXXXXX";
-        if (mkdtemp(name.data()) == nullptr) std::abort();
-        directory_ = name;
-        std::atexit([] {
-            std::error_code ignored;
-            std::filesystem::remove_all(instance().directory_, ignored);
-        });
-        Tessel::StatusColl::open(directory_, {}, Tessel::TableOptions{64});
+        Tessel::StatusColl::open(directory(), {}, Tessel::TableOptions{64});
         load();
         // The same table in every run: its seeds are not random.
         for (std::size_t i = 0; i < 6; ++i)
@@ -90,7 +84,7 @@ class Base {
         }
     }
     void fill() const {
-        const auto coll = Tessel::StatusColl::open(directory_);
+        const auto coll = Tessel::StatusColl::open(directory());
         for (const char* vrf : {"red", "blue"}) {
             const Tessel::VrfApp key{L3::VrfName(vrf), Tessel::App::irb};
             coll->gmpStatusIs(key, Lumo::make<Tessel::Status>(key.name()));
@@ -100,7 +94,7 @@ class Base {
         }
     }
     void load() {
-        const auto path = directory_ / "table";
+        const auto path = directory_.file("table");
         words_.resize(std::filesystem::file_size(path) / sizeof(std::uint64_t));
         std::FILE* const file = std::fopen(path.c_str(), "rb");
         if (std::fread(words_.data(), sizeof(std::uint64_t), words_.size(), file) !=
@@ -141,7 +135,8 @@ class Base {
         directory[4] = Storage::paired(Storage::checksum(crc, directory + 6, nodeWords));
     }
 
-    std::filesystem::path directory_;
+    // One for the whole process, gone when it exits.
+    const TemporaryDirectory directory_{"/dev/shm"};
     Words words_;
     std::vector<std::size_t> usedPages_;
 };

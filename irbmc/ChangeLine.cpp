@@ -82,7 +82,7 @@ std::string changeJson(const TableChange& change, std::int64_t timeMs) {
         const Replay::StatusPlace status = Replay::placeOf(change.membership.status);
         line += Replay::jsonStatusPlace(status) + '}';
     } else {
-        line += Replay::jsonMembership(entryOf(change), true).substr(1);
+        line += Replay::jsonMembership(entryOf(change)).substr(1);
     }
     return line + '\n';
 }

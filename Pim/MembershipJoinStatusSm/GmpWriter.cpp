@@ -16,10 +16,6 @@ using Routing::Gmp::Tessel::Status;
 
 namespace {
 
-FilterMode filterMode(bool include) {
-    return include ? FilterMode::include : FilterMode::exclude;
-}
-
 /// The status's entry for a key; the default record where there is none, or where the entry is
 /// damaged, which is reported.
 Membership entryOf(const Status& status, const RouteIntfKey& key) {
@@ -42,14 +38,14 @@ void MembershipJoinStatusSm::addMembership(const L3::VrfName& vrfName,
                                            const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,
                                            const Ondel::IpGenAddr& source,
                                            const Ondel::IpGenAddr& groupAddr,
-                                           Bridging::VlanId vlanId, bool include) {
+                                           Bridging::VlanId vlanId, FilterMode mode) {
     TRACE_BLOCK(smTrace(),
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::addMembership("
                 "const L3::VrfName&, const Routing::Gmp::Tessel::VrfApp&, const Ondel::IpGenAddr&, "
                 "const Ondel::IpGenAddr&, Bridging::VlanId, bool)");
     RIX_ASSERT(vrfName);
     const Ondel::IntfId intfId = Ondel::VlanIntfId::vlanIdToIntfId(vlanId.value());
-    const Membership membership({intfId, source, groupAddr}, filterMode(include));
+    const Membership membership({intfId, source, groupAddr}, mode);
     TRACE(smTrace(), 7, "addMembership", "addMembership: Add gmpStatus: {}- ( {}, {}, {} , {} ) {}",
           vrfName, source, groupAddr, intfId, membership.filterMode(), gmpVrfApp.app);
     if (!inputs_.gmpStatusLocalColl) return;
@@ -65,7 +61,7 @@ void MembershipJoinStatusSm::delMembership(const L3::VrfName& vrfName,
                                            const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,
                                            const Ondel::IpGenAddr& source,
                                            const Ondel::IpGenAddr& groupAddr,
-                                           Bridging::VlanId vlanId, bool include) {
+                                           Bridging::VlanId vlanId, FilterMode mode) {
     TRACE_BLOCK(smTrace(),
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::delMembership("
                 "const L3::VrfName&, const Routing::Gmp::Tessel::VrfApp&, const Ondel::IpGenAddr&, "
@@ -75,10 +71,10 @@ void MembershipJoinStatusSm::delMembership(const L3::VrfName& vrfName,
     const RouteIntfKey key{intfId, source, groupAddr};
     const Lumo::Ptr<Status> status = gmpStatus(gmpVrfApp);
     if (!status) return;
-    if (entryOf(*status, key).filterMode() == filterMode(include)) {
+    if (entryOf(*status, key).filterMode() == mode) {
         TRACE(smTrace(), 7, "delMembership",
               "delMembership: Del gmpStatus: {}- ( {}, {}, {} , {} ) {}", vrfName, source,
-              groupAddr, intfId, filterMode(include), gmpVrfApp.app);
+              groupAddr, intfId, mode, gmpVrfApp.app);
         status->membershipDel(key);
     }
     if (status->memberships() == 0) inputs_.gmpStatusLocalColl->gmpStatusDel(gmpVrfApp);
@@ -94,8 +90,7 @@ void MembershipJoinStatusSm::delMembershipOfAnyMode(const L3::VrfName& vrfName,
     const RouteIntfKey key{Ondel::VlanIntfId::vlanIdToIntfId(vlanId.value()), source, groupAddr};
     const Membership entry = entryOf(*status, key);
     if (entry.key() != key) return;
-    delMembership(vrfName, gmpVrfApp, source, groupAddr, vlanId,
-                  entry.filterMode() == FilterMode::include);
+    delMembership(vrfName, gmpVrfApp, source, groupAddr, vlanId, entry.filterMode());
 }
 
 }  // namespace Irb::Multicast::Ingress::Detail

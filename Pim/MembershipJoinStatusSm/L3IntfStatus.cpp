@@ -11,6 +11,7 @@
 namespace Irb::Multicast::Ingress::Detail {
 
 using NestedSm_L3IntfStatus = MembershipJoinStatusSm::NestedSm_L3IntfStatus;
+using Update = MembershipJoinStatusSm::RixVlanMembership::Update;
 
 NestedSm_L3IntfStatus::NestedSm_L3IntfStatus(const Lumo::Ptr<const L3::Intf::Status>& status,
                                              MembershipJoinStatusSm* parent)
@@ -110,11 +111,11 @@ void MembershipJoinStatusSm::handleL3IntfStatus(Ondel::IntfId intfId) {
         inputs_.l3IntfStatusDir ? inputs_.l3IntfStatusDir->intfStatus(intfId) : nullptr;
     const L3::VrfName newVrfName = status ? status->vrf() : L3::VrfName();
     if (tracker->vrfName() == newVrfName) return;
-    if (!tracker->vrfName().empty()) tracker->updateGmpStatus(true);
+    if (!tracker->vrfName().empty()) tracker->updateGmpStatus(Update::deleteVlan);
     TRACE(smTrace(), 8, "handleL3IntfStatus", "handleL3IntfStatus(), Set vrfName {} for {}",
           newVrfName, vlanId);
     tracker->updateVrfName(newVrfName);
-    if (!newVrfName.empty()) tracker->updateGmpStatus(false);
+    if (!newVrfName.empty()) tracker->updateGmpStatus(Update::asWanted);
 }
 
 void MembershipJoinStatusSm::handlePimTransitIntf(const L3::VrfName& vrfName,
@@ -145,7 +146,7 @@ void MembershipJoinStatusSm::handlePimTransitIntf(const L3::VrfName& vrfName,
         TRACE(smTrace(), 9, function, "handlePimTransitIntf, Not SBD vlan {}", intfId);
         return;
     }
-    tracker->updateGmpStatus(false);
+    tracker->updateGmpStatus(Update::asWanted);
 }
 
 }  // namespace Irb::Multicast::Ingress::Detail

@@ -81,7 +81,7 @@ void RixVlanMembership::rixDoZombieReactors(bool zombie) {
     if (zombie == isZombie()) return;
     if (notifier()) hasNotificationActiveIs(!zombie);
     Rix::FirstError error;
-    error.run([&] { updateGmpStatus(true); });
+    error.run([&] { updateGmpStatus(Update::deleteVlan); });
     for (const auto [groupAddr, group] : groupMembership_) {
         error.run([&, &reaped = *group] { reaped.rixDoZombieReactors(zombie); });
     }

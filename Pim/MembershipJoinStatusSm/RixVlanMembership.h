@@ -68,9 +68,10 @@ class MembershipJoinStatusSm::RixVlanMembership final
     /// Resolves the VRF and the role anew, follows every group there is and no other, and writes
     /// their memberships again.
     void reconcile();
+    enum class Update { asWanted, deleteVlan };
     /// Writes or deletes every membership of the VLAN, as its rules say; deletes all of them where
     /// the VLAN goes.
-    void updateGmpStatus(bool deleteVlan);
+    void updateGmpStatus(Update update);
     /// Writes a membership of the VLAN, or deletes it. There must be a VRF name.
     void membershipIs(const Ondel::IpGenAddr& source, const Ondel::IpGenAddr& groupAddr,
                       Routing::Gmp::Tessel::FilterMode mode, bool isWanted);
@@ -93,7 +94,7 @@ class MembershipJoinStatusSm::RixVlanMembership final
     /// Whether everything joined on the VLAN is wanted, local receiver or not.
     bool isWantedWithoutLocalReceiver() const;
     void updateSources(NestedSm_GroupMembership& group, const Ondel::IpGenAddr& groupAddr,
-                       bool deleteVlan);
+                       Update update);
 
     L3::VrfName vrfName_;
     bool isDrForSbdVlan_ = false;

@@ -12,6 +12,7 @@
 #include "Ondel/IpGenAddr.h"
 #include "Rix/Collection.h"
 #include "Rix/Optional.h"
+#include "Routing/Gmp/Tessel/FilterMode.h"
 
 namespace Irb::Multicast::Ingress::Detail {
 
@@ -95,11 +96,11 @@ class MembershipJoinStatusSm final
     /// @name Writing one membership of a VLAN. There must be a VRF name. @{
     void addMembership(const L3::VrfName& vrfName, const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,
                        const Ondel::IpGenAddr& source, const Ondel::IpGenAddr& groupAddr,
-                       Bridging::VlanId vlanId, bool include);
+                       Bridging::VlanId vlanId, Routing::Gmp::Tessel::FilterMode mode);
     /// Leaves an entry of the other filter mode alone.
     void delMembership(const L3::VrfName& vrfName, const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,
                        const Ondel::IpGenAddr& source, const Ondel::IpGenAddr& groupAddr,
-                       Bridging::VlanId vlanId, bool include);
+                       Bridging::VlanId vlanId, Routing::Gmp::Tessel::FilterMode mode);
     /// Deletes the entry that the table holds, if any, whatever its mode.
     void delMembershipOfAnyMode(const L3::VrfName& vrfName,
                                 const Routing::Gmp::Tessel::VrfApp& gmpVrfApp,

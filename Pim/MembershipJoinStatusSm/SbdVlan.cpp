@@ -74,7 +74,7 @@ void MembershipJoinStatusSm::updateSbdVlanMembership(Bridging::VlanId vlanId) {
     const L3::VrfName sbdVrfName = sbdVlanToVrf(vlanId);
     TRACE(smTrace(), 2, "updateSbdVlanMembership", "Update SBD VLAN {}", vlanId);
     tracker->isDrForSbdVlanIs(tracker->vrfName() == sbdVrfName && isDrForVlan(vlanId.value()));
-    tracker->updateGmpStatus(false);
+    tracker->updateGmpStatus(RixVlanMembership::Update::asWanted);
 }
 
 }  // namespace Irb::Multicast::Ingress::Detail

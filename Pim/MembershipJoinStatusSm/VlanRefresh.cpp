@@ -27,7 +27,7 @@ void RixVlanMembership::handleVlanMembership() {
     updateVrfName(status->vrf());
 }
 
-void RixVlanMembership::updateGmpStatus(bool deleteVlan) {
+void RixVlanMembership::updateGmpStatus(Update update) {
     TRACE_BLOCK(smTrace(),
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::RixVlanMembership::"
                 "updateGmpStatus(bool)");
@@ -36,13 +36,14 @@ void RixVlanMembership::updateGmpStatus(bool deleteVlan) {
               vlanId());
         return;
     }
+    const bool deleteVlan = update == Update::deleteVlan;
     TRACE(smTrace(), 3, "updateGmpStatus",
           "Update VLAN: {}, isSbdVlan: {}, isDrForSbdVlan: {}, deleteVlan: {}, isPimEnabled: {}",
           vlanId(), isSbdVlan(), isDrForSbdVlan_, deleteVlan,
           parent()->isPimEnabled(vrfName_, vlanId()));
     for (const auto [key, group] : groupMembership_) {
         const Ondel::IpGenAddr groupAddr = group->groupAddr();
-        updateSources(*group, groupAddr, deleteVlan);
+        updateSources(*group, groupAddr, update);
         const auto anySource = Ondel::IpGenAddr::zero(groupAddr.family());
         membershipIs(anySource, groupAddr, FilterMode::include,
                      !deleteVlan && group->requireStarG(Ondel::IpGenAddr()));
@@ -51,15 +52,14 @@ void RixVlanMembership::updateGmpStatus(bool deleteVlan) {
 }
 
 void RixVlanMembership::updateSources(NestedSm_GroupMembership& group,
-                                      const Ondel::IpGenAddr& groupAddr, bool deleteVlan) {
+                                      const Ondel::IpGenAddr& groupAddr, Update update) {
+    const bool mayStay = update != Update::deleteVlan;
     for (const auto [key, tracker] : group.sourceMembership()) {
         const Ondel::IpGenAddr source = tracker->source();
         if (!source.isSpecificSource()) continue;
         const auto& join = tracker->notifier();
-        membershipIs(source, groupAddr, FilterMode::include,
-                     !deleteVlan && updateVlanInclude(join));
-        membershipIs(source, groupAddr, FilterMode::exclude,
-                     !deleteVlan && updateVlanExclude(join));
+        membershipIs(source, groupAddr, FilterMode::include, mayStay && updateVlanInclude(join));
+        membershipIs(source, groupAddr, FilterMode::exclude, mayStay && updateVlanExclude(join));
     }
 }
 
@@ -73,14 +73,12 @@ void RixVlanMembership::membershipIs(const Ondel::IpGenAddr& source,
                                      const Ondel::IpGenAddr& groupAddr, FilterMode mode,
                                      bool isWanted) {
     if (!isWanted) return membershipDel(source, groupAddr, mode);
-    parent()->addMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(),
-                            mode == FilterMode::include);
+    parent()->addMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(), mode);
 }
 
 void RixVlanMembership::membershipDel(const Ondel::IpGenAddr& source,
                                       const Ondel::IpGenAddr& groupAddr, FilterMode mode) {
-    parent()->delMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(),
-                            mode == FilterMode::include);
+    parent()->delMembership(vrfName_, gmpVrfApp_, source, groupAddr, vlanId(), mode);
 }
 
 bool RixVlanMembership::updateVlanInclude(

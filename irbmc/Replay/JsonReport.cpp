@@ -10,6 +10,13 @@ namespace {
 /// The end of every object of a report. The version grows when a field changes its meaning or goes.
 const std::string schemaVersion = R"(,"schemaVersion":1)";
 
+/// What a membership has beside its status.
+std::string membersOf(const TableEntry& entry) {
+    return R"("intf":)" + jsonString(entry.place.intf.shortName()) + R"(,"source":")" +
+           entry.place.source.text() + R"(","group":")" + entry.place.group.text() +
+           (entry.mode == JoinMode::include ? R"(","mode":"include")" : R"(","mode":"exclude")");
+}
+
 void addMemberships(std::string& line, std::string_view key,
                     const std::vector<TableEntry>& entries) {
     if (entries.empty()) return;
@@ -18,7 +25,7 @@ void addMemberships(std::string& line, std::string_view key,
     line += "\":[";
     for (const TableEntry& entry : entries) {
         if (&entry != &entries.front()) line += ',';
-        line += jsonMembership(entry, true);
+        line += jsonMembership(entry);
     }
     line += ']';
 }
@@ -51,16 +58,8 @@ std::string jsonStatusPlace(const StatusPlace& place) {
            R"(,"appName":")" + appText(place.app) + '"';
 }
 
-std::string jsonMembership(const TableEntry& entry, bool isWithStatus) {
-    std::string text = "{";
-    const MembershipPlace& place = entry.place;
-    if (isWithStatus) {
-        text += jsonStatusPlace(place.status) + ',';
-    }
-    text += R"("intf":)" + jsonString(place.intf.shortName());
-    text += R"(,"source":")" + place.source.text() + R"(","group":")" + place.group.text();
-    text += entry.mode == JoinMode::include ? R"(","mode":"include"})" : R"(","mode":"exclude"})";
-    return text;
+std::string jsonMembership(const TableEntry& entry) {
+    return '{' + jsonStatusPlace(entry.place.status) + ',' + membersOf(entry) + '}';
 }
 
 void JsonReport::event(std::uint64_t number, std::uint64_t line, const Event& event,
@@ -92,7 +91,7 @@ void writeStatuses(Sink& sink, const std::vector<StatusContent>& table) {
                    R"(,"memberships":[)");
         for (const TableEntry& entry : status.memberships) {
             if (&entry != &status.memberships.front()) sink.write(",");
-            sink.write(jsonMembership(entry, false));
+            sink.write('{' + membersOf(entry) + '}');
         }
         sink.write("]}");
     }

@@ -24,8 +24,8 @@ class JsonReport : public Report {
 
 /// The members of a JSON object that tell a status: its VRF, its application by number and by name.
 std::string jsonStatusPlace(const StatusPlace& place);
-/// A membership as a JSON object; without `vrf` and `app` where its status already says them.
-std::string jsonMembership(const TableEntry& entry, bool isWithStatus);
+/// A membership as a JSON object, which says its status, too.
+std::string jsonMembership(const TableEntry& entry);
 /// Statuses with their memberships as a JSON array.
 void writeStatuses(Sink& sink, const std::vector<StatusContent>& table);
 

@@ -23,7 +23,7 @@ Fabric::Fabric()
       pimStatusColl(Lumo::make<Routing::Pim::StatusColl>()),
       gmpProxyStatus(Lumo::make<GmpProxyStatus>()),
       gmpStatusLocalColl(Routing::Gmp::Tessel::StatusColl::anonymous()) {
-    toggles(true, true);
+    toggles({});
     pegDrStatus->corruptionHandlerIs(&corruptions_);
     gmpStatusLocalColl->corruptionHandlerIs(
         [this](std::string_view message) { corruptions_.onCorruption(message); });
@@ -75,10 +75,10 @@ void Fabric::expectInputsUnreferenced() const {
     expect(gmpStatusLocalColl, "gmpStatusLocalColl");
 }
 
-void Fabric::toggles(bool oismMplsTunnel, bool oismGateway) {
+void Fabric::toggles(Toggles state) {
     Toggle::forget();
-    Toggle::overrideIs("OismMplsTunnel", oismMplsTunnel);
-    Toggle::overrideIs("OismGateway", oismGateway);
+    Toggle::overrideIs("OismMplsTunnel", state.oismMplsTunnel);
+    Toggle::overrideIs("OismGateway", state.oismGateway);
 }
 
 void Fabric::start() {

@@ -34,8 +34,12 @@ class Fabric : public testing::Test {
     ~Fabric() override;
 
     /// @name Before the machine starts. @{
+    struct Toggles {
+        bool oismMplsTunnel = true;
+        bool oismGateway = true;
+    };
     /// The settings of the two toggles; both are on unless a test says otherwise.
-    static void toggles(bool oismMplsTunnel, bool oismGateway);
+    static void toggles(Toggles state);
     /// @}
 
     /// @name The machine. @{

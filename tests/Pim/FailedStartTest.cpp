@@ -36,7 +36,7 @@ TEST_F(FailedStart, AtTheLastStepWithdrawsNothing) {
 }
 
 TEST_F(FailedStart, BeforeTheReconciliationLeavesWhatAnEarlierMachineWrote) {
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     oldTable();
     bind("vlan10", "red");
     bind("vlan20", "blue");

@@ -10,6 +10,7 @@ namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
 using Routing::Gmp::Tessel::App;
+using Routing::Gmp::Tessel::FilterMode;
 using Routing::Gmp::Tessel::VrfApp;
 using testing::AllOf;
 using testing::ElementsAre;
@@ -24,15 +25,15 @@ class GmpWriter : public Fabric {
         forget();
     }
 
-    void add(const char* group, bool include, unsigned number = 10, const char* name = "red",
+    void add(const char* group, FilterMode mode, unsigned number = 10, const char* name = "red",
              const char* source = "10.0.0.1") {
         machine->addMembership(vrf(name), {vrf(name), app}, address(source), address(group),
-                               VlanId(number), include);
+                               VlanId(number), mode);
     }
-    void del(const char* group, bool include, unsigned number = 10, const char* name = "red",
+    void del(const char* group, FilterMode mode, unsigned number = 10, const char* name = "red",
              const char* source = "10.0.0.1") {
         machine->delMembership(vrf(name), {vrf(name), app}, address(source), address(group),
-                               VlanId(number), include);
+                               VlanId(number), mode);
     }
 
     /// The latest message of a function in the ring.
@@ -48,7 +49,7 @@ class GmpWriter : public Fabric {
 };
 
 TEST_F(GmpWriter, TheFirstMembershipOfAVrfMakesItsStatus) {
-    add("239.1.1.1", true);
+    add("239.1.1.1", FilterMode::include);
     EXPECT_THAT(statuses(), ElementsAre("red.irb"));
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) include"));
     EXPECT_THAT(trace(),
@@ -57,9 +58,9 @@ TEST_F(GmpWriter, TheFirstMembershipOfAVrfMakesItsStatus) {
 }
 
 TEST_F(GmpWriter, TheNextMembershipOfTheVrfGoesIntoTheSameStatus) {
-    add("239.1.1.1", true);
+    add("239.1.1.1", FilterMode::include);
     const auto status = gmpStatusLocalColl->gmpStatus({vrf("red"), app});
-    add("239.1.1.2", false);
+    add("239.1.1.2", FilterMode::exclude);
     EXPECT_EQ(gmpStatusLocalColl->gmpStatus({vrf("red"), app}), status);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) include",
                                      "red.irb vlan10 (10.0.0.1, 239.1.1.2) exclude"));
@@ -70,7 +71,8 @@ TEST_F(GmpWriter, TheNextMembershipOfTheVrfGoesIntoTheSameStatus) {
 
 TEST_F(GmpWriter, AStatusIsNamedAfterTheVrfGivenAndKeptUnderTheKeyGiven) {
     const VrfApp key{vrf("blue"), static_cast<App>(77)};
-    machine->addMembership(vrf("red"), key, address("::"), address("ff3e::1"), VlanId(10), true);
+    machine->addMembership(vrf("red"), key, address("::"), address("ff3e::1"), VlanId(10),
+                           FilterMode::include);
     ASSERT_TRUE(gmpStatusLocalColl->gmpStatus(key));
     EXPECT_EQ(gmpStatusLocalColl->gmpStatus(key)->name(), "red.app77");
     EXPECT_THAT(trace(), ElementsAre("7 addMembership | addMembership: Add gmpStatus: red- ( ::, "
@@ -78,38 +80,38 @@ TEST_F(GmpWriter, AStatusIsNamedAfterTheVrfGivenAndKeptUnderTheKeyGiven) {
 }
 
 TEST_F(GmpWriter, AddingAgainChangesNothing) {
-    add("239.1.1.1", true);
-    add("239.1.1.1", true);
+    add("239.1.1.1", FilterMode::include);
+    add("239.1.1.1", FilterMode::include);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) include"));
     EXPECT_EQ(trace().size(), 2u);
 }
 
 TEST_F(GmpWriter, AddingInTheOtherModeOverwritesTheEntry) {
-    add("239.1.1.1", true);
-    add("239.1.1.1", false);
+    add("239.1.1.1", FilterMode::include);
+    add("239.1.1.1", FilterMode::exclude);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) exclude"));
 }
 
 TEST_F(GmpWriter, AnIncludeDeletionLeavesAnExcludeEntryAloneAndSaysNothing) {
-    add("239.1.1.1", false);
+    add("239.1.1.1", FilterMode::exclude);
     forget();
-    del("239.1.1.1", true);
+    del("239.1.1.1", FilterMode::include);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) exclude"));
     EXPECT_THAT(trace(), IsEmpty());
 }
 
 TEST_F(GmpWriter, AnExcludeDeletionLeavesAnIncludeEntryAloneAndSaysNothing) {
-    add("239.1.1.1", true);
+    add("239.1.1.1", FilterMode::include);
     forget();
-    del("239.1.1.1", false);
+    del("239.1.1.1", FilterMode::exclude);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) include"));
     EXPECT_THAT(trace(), IsEmpty());
 }
 
 TEST_F(GmpWriter, AnExcludeDeletionOfNoEntryIsTracedThoughNothingGoes) {
-    add("239.1.1.1", true);
+    add("239.1.1.1", FilterMode::include);
     forget();
-    del("239.1.1.2", false);
+    del("239.1.1.2", FilterMode::exclude);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) include"));
     EXPECT_THAT(trace(),
                 ElementsAre("7 delMembership | delMembership: Del gmpStatus: red- ( 10.0.0.1, "
@@ -117,23 +119,23 @@ TEST_F(GmpWriter, AnExcludeDeletionOfNoEntryIsTracedThoughNothingGoes) {
 }
 
 TEST_F(GmpWriter, AnIncludeDeletionOfNoEntrySaysNothing) {
-    add("239.1.1.1", true);
+    add("239.1.1.1", FilterMode::include);
     forget();
-    del("239.1.1.2", true);
+    del("239.1.1.2", FilterMode::include);
     EXPECT_THAT(trace(), IsEmpty());
 }
 
 TEST_F(GmpWriter, DeletingOneOfTwoEntriesKeepsTheStatus) {
-    add("239.1.1.1", true);
-    add("239.1.1.2", true);
-    del("239.1.1.1", true);
+    add("239.1.1.1", FilterMode::include);
+    add("239.1.1.2", FilterMode::include);
+    del("239.1.1.1", FilterMode::include);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.2) include"));
 }
 
 TEST_F(GmpWriter, TheStatusGoesWithItsLastEntry) {
-    add("239.1.1.1", true);
+    add("239.1.1.1", FilterMode::include);
     forget();
-    del("239.1.1.1", true);
+    del("239.1.1.1", FilterMode::include);
     EXPECT_THAT(statuses(), IsEmpty());
     EXPECT_THAT(trace(),
                 ElementsAre("7 delMembership | delMembership: Del gmpStatus: red- ( 10.0.0.1, "
@@ -142,26 +144,26 @@ TEST_F(GmpWriter, TheStatusGoesWithItsLastEntry) {
 
 TEST_F(GmpWriter, AStatusFoundEmptyGoesThoughThereWasNothingToDelete) {
     staleStatus("red");
-    del("239.1.1.1", true);
+    del("239.1.1.1", FilterMode::include);
     EXPECT_THAT(statuses(), IsEmpty());
     EXPECT_THAT(trace(), IsEmpty());
 }
 
 TEST_F(GmpWriter, DeletingWhereThereIsNoStatusDoesNothing) {
-    add("239.1.1.1", true, 10, "blue");
+    add("239.1.1.1", FilterMode::include, 10, "blue");
     forget();
-    del("239.1.1.1", true);
-    del("239.1.1.1", false);
+    del("239.1.1.1", FilterMode::include);
+    del("239.1.1.1", FilterMode::exclude);
     EXPECT_THAT(statuses(), ElementsAre("blue.irb"));
     EXPECT_THAT(trace(), IsEmpty());
 }
 
 TEST_F(GmpWriter, TwoVlansOfAVrfDifferInTheInterfaceAlone) {
-    add("239.1.1.1", true, 10);
-    add("239.1.1.1", true, 20);
+    add("239.1.1.1", FilterMode::include, 10);
+    add("239.1.1.1", FilterMode::include, 20);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) include",
                                      "red.irb vlan20 (10.0.0.1, 239.1.1.1) include"));
-    del("239.1.1.1", true, 10);
+    del("239.1.1.1", FilterMode::include, 10);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan20 (10.0.0.1, 239.1.1.1) include"));
 }
 
@@ -170,16 +172,16 @@ TEST_F(GmpWriter, WithoutATableAddingEndsAfterItsTraceAndDeletingDoesNothing) {
     gmpStatusLocalColl = nullptr;
     start();
     forget();
-    add("239.1.1.1", true);
-    del("239.1.1.1", true);
-    del("239.1.1.1", false);
+    add("239.1.1.1", FilterMode::include);
+    del("239.1.1.1", FilterMode::include);
+    del("239.1.1.1", FilterMode::exclude);
     EXPECT_THAT(trace(),
                 ElementsAre("7 addMembership | addMembership: Add gmpStatus: red- ( 10.0.0.1, "
                             "239.1.1.1, vlan10 , include ) irb"));
 }
 
 TEST_F(GmpWriter, BothOperationsAreTimed) {
-    add("239.1.1.1", true);
+    add("239.1.1.1", FilterMode::include);
     const std::string arguments =
         "(const L3::VrfName&, const Routing::Gmp::Tessel::VrfApp&, const Ondel::IpGenAddr&, const "
         "Ondel::IpGenAddr&, Bridging::VlanId, bool)";
@@ -187,14 +189,14 @@ TEST_F(GmpWriter, BothOperationsAreTimed) {
     EXPECT_THAT(blocks(), ElementsAre("BEGIN " + root + "addMembership" + arguments,
                                       "END " + root + "addMembership" + arguments));
     forget();
-    del("239.1.1.1", true);
+    del("239.1.1.1", FilterMode::include);
     EXPECT_THAT(blocks(), ElementsAre("BEGIN " + root + "delMembership" + arguments,
                                       "END " + root + "delMembership" + arguments));
 }
 
 TEST_F(GmpWriter, TheRingHoldsTheValuesAsRawBytesThoughNoLevelIsEnabled) {
     smTrace().levelsIs({});
-    add("ff3e::1", true, 10, "red", "::");
+    add("ff3e::1", FilterMode::include, 10, "red", "::");
     const Trace::RingRecord record = latestOf("addMembership");
     ASSERT_EQ(record.values.size(), 6u);
     EXPECT_EQ(record.level, 7u);
@@ -208,8 +210,8 @@ TEST_F(GmpWriter, TheRingHoldsTheValuesAsRawBytesThoughNoLevelIsEnabled) {
 }
 
 TEST_F(GmpWriter, TheRingHoldsAnIpv4AddressInFourBytesOfNetworkOrder) {
-    add("239.1.1.1", false);
-    del("239.1.1.1", false);
+    add("239.1.1.1", FilterMode::exclude);
+    del("239.1.1.1", FilterMode::exclude);
     const Trace::RingRecord record = latestOf("delMembership");
     ASSERT_EQ(record.values.size(), 6u);
     EXPECT_EQ(record.values[1].bytes, std::string("\1\x0a\0\0\1", 5));
@@ -227,8 +229,8 @@ class GmpWriterOverDamage : public GmpWriter {
         gmpStatusLocalColl->corruptionHandlerIs(
             [this](std::string_view message) { reports_.emplace_back(message); });
         start();
-        add("239.1.1.1", true);
-        add("239.77.66.55", true);
+        add("239.1.1.1", FilterMode::include);
+        add("239.77.66.55", FilterMode::include);
         EXPECT_TRUE(directory_.damage("\xef\x4d\x42\x37")) << "nothing to damage";
         forget();
     }
@@ -246,14 +248,14 @@ class GmpWriterOverDamage : public GmpWriter {
 };
 
 TEST_F(GmpWriterOverDamage, ADamagedEntryIsReportedAndAnIncludeDeletionLeavesIt) {
-    del("239.77.66.55", true);
+    del("239.77.66.55", FilterMode::include);
     ASSERT_EQ(reports().size(), 1u);
     EXPECT_THAT(reports()[0], HasSubstr("red.irb"));
     EXPECT_THAT(trace(), IsEmpty());
 }
 
 TEST_F(GmpWriterOverDamage, ADamagedEntryCountsAsExcludeAndIsDeletedAsSuch) {
-    del("239.77.66.55", false);
+    del("239.77.66.55", FilterMode::exclude);
     const Texts reported = reports();
     EXPECT_THAT(reported, Not(IsEmpty()));
     EXPECT_THAT(trace(),
@@ -264,7 +266,7 @@ TEST_F(GmpWriterOverDamage, ADamagedEntryCountsAsExcludeAndIsDeletedAsSuch) {
 }
 
 TEST_F(GmpWriterOverDamage, WhatIsWrittenOverADamagedEntryIsWhole) {
-    add("239.77.66.55", true);
+    add("239.77.66.55", FilterMode::include);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan10 (10.0.0.1, 239.1.1.1) include",
                                      "red.irb vlan10 (10.0.0.1, 239.77.66.55) include"));
 }
@@ -301,7 +303,7 @@ TEST_F(GmpWriterDeathTest, AddingWithoutAVrfEndsTheProcessBeforeAnythingIsTraced
     EXPECT_DEATH(
         {
             traceToStandardError();
-            add("239.1.1.1", true, 10, "");
+            add("239.1.1.1", FilterMode::include, 10, "");
         },
         AllOf(HasSubstr("assertion failed: vrfName"), Not(HasSubstr("gmpStatus"))));
 }
@@ -311,7 +313,7 @@ TEST_F(GmpWriterDeathTest, DeletingWithoutAVrfEndsTheProcessBeforeAnythingIsTrac
     EXPECT_DEATH(
         {
             traceToStandardError();
-            del("239.1.1.1", true, 10, "");
+            del("239.1.1.1", FilterMode::include, 10, "");
         },
         AllOf(HasSubstr("assertion failed: vrfName"), Not(HasSubstr("gmpStatus"))));
 }

@@ -389,7 +389,7 @@ TEST_F(L3IntfStatus, PimOnAVlanThatIsNoSbdVlanIsIgnored) {
 
 TEST_F(L3IntfStatus, PimOnAnSbdVlanRefreshesItWhateverVrfIsNamed) {
     for (const bool oismMplsTunnel : {false, true}) {
-        toggles(oismMplsTunnel, true);
+        toggles({.oismMplsTunnel = oismMplsTunnel});
         bind("vlan10", "red");
         hostOnVlan10();
         sbd("blue", 10);
@@ -409,7 +409,7 @@ TEST_F(L3IntfStatus, PimFindsTheSbdVlansOfTheDomainThatTheToggleNames) {
     hostOnVlan10();
     enabledStatus->sbdVlanToVrfIs(10, vrf("red"));
     for (const bool oismMplsTunnel : {false, true}) {
-        toggles(oismMplsTunnel, true);
+        toggles({.oismMplsTunnel = oismMplsTunnel});
         start();
         forget();
         machine->handlePimTransitIntf(vrf("red"), IntfId("vlan10"));

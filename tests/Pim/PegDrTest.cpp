@@ -80,7 +80,7 @@ TEST_F(PegDr, TheDomainChoosesTheRole) {
 }
 
 TEST_F(PegDr, WithoutTheGatewayToggleThePlainRoleHoldsInEveryDomain) {
-    toggles(true, false);
+    toggles({.oismGateway = false});
     pegDr(100, 1, 1, 2);
     pegDr(200, 2, 2, 1);
     for (const unsigned number : {0u, 1u, 2u}) {
@@ -148,7 +148,7 @@ TEST_F(PegDr, AChangeOfTheRoleWritesAndWithdrawsTheSbdVlan) {
 
 TEST_F(PegDr, AChangeOnAVlanThatIsNoSbdVlanIsTracedAndIgnored) {
     for (const bool oismMplsTunnel : {false, true}) {
-        toggles(oismMplsTunnel, true);
+        toggles({.oismMplsTunnel = oismMplsTunnel});
         start();
         forget();
         machine->handlePegDrStatus(VlanId(100));
@@ -162,7 +162,7 @@ TEST_F(PegDr, AnSbdVlanIsLookedUpInTheDomainThatTheToggleNames) {
     enabledStatus->sbdVlanToVrfIs(100, vrf("red"));
     gmpProxyStatus->sbdVlanToVrfIs(VlanId(200), vrf("red"));
     for (const bool oismMplsTunnel : {false, true}) {
-        toggles(oismMplsTunnel, true);
+        toggles({.oismMplsTunnel = oismMplsTunnel});
         start();
         forget();
         machine->handlePegDrStatus(VlanId(oismMplsTunnel ? 200 : 100));
@@ -189,7 +189,7 @@ TEST_F(PegDr, PimRunsOnAVlanWhereTheVrfsStatusListsItsInterface) {
 TEST_F(PegDr, PimRunsWhateverTheRoleTheTogglesAndTheDomainAre) {
     pim("red", {"vlan100"});
     for (const bool on : {false, true}) {
-        toggles(on, !on);
+        toggles({.oismMplsTunnel = on, .oismGateway = !on});
         domain = on ? Domain::vxlan : Domain::mpls;
         pegDr(100, on ? 1 : 2, on ? 2 : 1);
         start();

@@ -201,7 +201,7 @@ TEST_F(Reconcile, IsNotKeptFromTheRestByAnInterfaceThatCannotBeOne) {
 }
 
 TEST_F(Reconcile, DeletesNothingWhileAVlanCannotBeFollowed) {
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     redWithTwoJoins();
     start();
     errorOf([&] { enabledStatus->vrfToSBDVlanIs(vrf("blue"), 4095); });

@@ -91,7 +91,7 @@ TEST_F(RixVlanMembershipTest, AnotherVrfAloneRepublishesNothing) {
 }
 
 TEST_F(RixVlanMembershipTest, WhetherItIsDrIsThatOfTheMplsDomainsSbdVlanWhereTheToggleIsOn) {
-    toggles(true, true);
+    toggles({});
     gmpProxyStatus->vrfToSbdVlanIs(vrf("red"), VlanId(100));
     enabledStatus->vrfToSBDVlanIs(vrf("red"), 200);
     pegDr(100, 1);
@@ -101,7 +101,7 @@ TEST_F(RixVlanMembershipTest, WhetherItIsDrIsThatOfTheMplsDomainsSbdVlanWhereThe
 }
 
 TEST_F(RixVlanMembershipTest, WhetherItIsDrIsThatOfTheVxlanDomainsSbdVlanWhereTheToggleIsOff) {
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     gmpProxyStatus->vrfToSbdVlanIs(vrf("red"), VlanId(100));
     enabledStatus->vrfToSBDVlanIs(vrf("red"), 200);
     pegDr(100, 1);
@@ -115,7 +115,7 @@ TEST_F(RixVlanMembershipTest, WhetherItIsDrIsThatOfTheVxlanDomainsSbdVlanWhereTh
 }
 
 TEST_F(RixVlanMembershipTest, InTheMplsDomainVlan1IsTheSbdVlanOfEveryVrfWithoutOne) {
-    toggles(true, true);
+    toggles({});
     bind("vlan1", "red");
     start();
     join(1, G, S1, "swp1");
@@ -125,7 +125,7 @@ TEST_F(RixVlanMembershipTest, InTheMplsDomainVlan1IsTheSbdVlanOfEveryVrfWithoutO
 }
 
 TEST_F(RixVlanMembershipTest, InTheMplsDomainATrackerWithoutARecordCountsAsVlan1) {
-    toggles(true, true);
+    toggles({});
     start();
     include(S1);
     vlan(10)->notifierIs(nullptr);
@@ -134,7 +134,7 @@ TEST_F(RixVlanMembershipTest, InTheMplsDomainATrackerWithoutARecordCountsAsVlan1
 }
 
 TEST_F(RixVlanMembershipTest, InTheVxlanDomainNoVlanIsTheSbdVlanOfAVrfWithoutOne) {
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     bind("vlan1", "red");
     start();
     join(1, G, S1, "swp1");
@@ -150,7 +150,7 @@ TEST_F(RixVlanMembershipTest, IsTheSbdVlanByTheMapOfTheTogglesDomainAlone) {
     start();
     include(S1);
     EXPECT_TRUE(vlan(10)->isSbdVlan());
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     EXPECT_FALSE(vlan(10)->isSbdVlan());
     enabledStatus->vrfToSBDVlanIs(vrf("red"), 10);
     EXPECT_TRUE(vlan(10)->isSbdVlan());

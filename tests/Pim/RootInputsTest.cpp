@@ -72,7 +72,7 @@ TEST_P(RootWithoutAnInputSoonerOrLater, WithoutTheMapsOfItsDomainThereIsNoSbdVla
 }
 
 TEST_P(RootWithoutAnInputSoonerOrLater, WithoutTheVxlanMapsInTheirDomainThereIsNoSbdVlan) {
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     EXPECT_THAT(tableWithout(vxlanMaps, GetParam()), ElementsAre(host10));
 }
 
@@ -120,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(, RootToggles,
                          });
 
 TEST_P(RootToggles, ChooseTheSbdVlanAndTheRole) {
-    toggles(GetParam().oismMplsTunnel, GetParam().oismGateway);
+    toggles({GetParam().oismMplsTunnel, GetParam().oismGateway});
     enabledStatus->vrfToSBDVlanIs(vrf("red"), 100);
     gmpProxyStatus->vrfToSbdVlanIs(vrf("red"), VlanId(101));
     enabledStatus->vrfToSBDVlanIs(vrf("blue"), 200);

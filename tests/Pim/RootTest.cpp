@@ -436,7 +436,7 @@ TEST_F(Root, TrackersThatOutliveItDoNothing) {
 }
 
 TEST_F(Root, AnSbdVlanThatCannotBeOneFailsTheStartAndLeavesNothing) {
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     bind("vlan10", "red");
     bind("vlan5", "blue");
     enabledStatus->vrfToSBDVlanIs(vrf("red"), 5000);
@@ -451,7 +451,7 @@ TEST_F(Root, AnSbdVlanThatCannotBeOneFailsTheStartAndLeavesNothing) {
 }
 
 TEST_F(Root, AfterAStartThatFailedTheNextOneBringsTheTableIntoLine) {
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     bind("vlan10", "red");
     bind("vlan5", "blue");
     enabledStatus->vrfToSBDVlanIs(vrf("red"), 5000);
@@ -466,7 +466,7 @@ TEST_F(Root, AfterAStartThatFailedTheNextOneBringsTheTableIntoLine) {
 
 TEST_F(Root, TheMapsOfTheVxlanDomainAreCheckedUnderEitherToggle) {
     for (const bool oismMplsTunnel : {false, true}) {
-        toggles(oismMplsTunnel, true);
+        toggles({.oismMplsTunnel = oismMplsTunnel});
         enabledStatus->vrfToSBDVlanIs(vrf("red"), 5000);
         EXPECT_EQ(startError(), rangeError);
         enabledStatus->vrfToSBDVlanDel(vrf("red"));

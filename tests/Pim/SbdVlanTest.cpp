@@ -62,7 +62,7 @@ TEST_F(SbdVlan, TheVrfThatItServesIsThatOfTheDomainThatTheToggleNames) {
     gmpProxyStatus->sbdVlanToVrfIs(VlanId(100), vrf("blue"));
     start();
     EXPECT_EQ(machine->sbdVlanToVrf(VlanId(100)), vrf("blue"));
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     EXPECT_EQ(machine->sbdVlanToVrf(VlanId(100)), vrf("red"));
 }
 
@@ -127,7 +127,7 @@ TEST_F(SbdVlan, AVrfThatMovesWithdrawsOnTheOldOneBeforeItWritesOnTheNew) {
 }
 
 TEST_F(SbdVlan, AVrfThatMovesInTheVxlanDomainTakesItsMembershipsAlong) {
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     twoCandidates();
     sbd("red", 100);
     start();
@@ -139,7 +139,7 @@ TEST_F(SbdVlan, AVrfThatMovesInTheVxlanDomainTakesItsMembershipsAlong) {
 }
 
 TEST_F(SbdVlan, InTheVxlanDomainAChangeOfTheMplsMapEndsAfterItsFirstTrace) {
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     start();
     forget();
     gmpProxyStatus->vrfToSbdVlanIs(vrf("red"), VlanId(100));
@@ -148,7 +148,7 @@ TEST_F(SbdVlan, InTheVxlanDomainAChangeOfTheMplsMapEndsAfterItsFirstTrace) {
 
 TEST_F(SbdVlan, AChangeOfTheVxlanMapIsHandledUnderEitherToggle) {
     for (const bool oismMplsTunnel : {false, true}) {
-        toggles(oismMplsTunnel, true);
+        toggles({.oismMplsTunnel = oismMplsTunnel});
         start();
         forget();
         enabledStatus->vrfToSBDVlanIs(vrf("red"), 100);
@@ -217,7 +217,7 @@ TEST_F(SbdVlan, AVlanThatServesAnotherVrfIsNotTheOneOfItsOwn) {
 
 TEST_F(SbdVlan, AVlanThatServesTheEmptyVrfCountsAsNone) {
     for (const bool oismMplsTunnel : {false, true}) {
-        toggles(oismMplsTunnel, true);
+        toggles({.oismMplsTunnel = oismMplsTunnel});
         bind("vlan100", "red");
         join(100, "239.1.1.1", "10.0.0.1", "mtunnel1");
         gmpProxyStatus->sbdVlanToVrfIs(VlanId(100), vrf(""));

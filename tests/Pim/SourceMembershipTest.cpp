@@ -17,17 +17,25 @@ class SourceMembership : public VlanTen {
         step();
         return trace();
     }
-    static std::string included(const char* sourceAddr, bool include) {
-        return std::string(
-                   "8 handleInclude | handleInclude: Update gmpStatus (red) for Smet ( "
-                   "Vlan 10, ") +
-               sourceAddr + ", 239.1.1.1 ), add include: " + (include ? "true" : "false");
+    static std::string included(const char* sourceAddr) {
+        return decided("Include", sourceAddr, "true");
     }
-    static std::string excluded(const char* sourceAddr, bool exclude) {
-        return std::string(
-                   "8 handleExclude | handleExclude: Update gmpStatus (red) for Smet ( "
-                   "Vlan 10, ") +
-               sourceAddr + ", 239.1.1.1 ), add exclude: " + (exclude ? "true" : "false");
+    static std::string notIncluded(const char* sourceAddr) {
+        return decided("Include", sourceAddr, "false");
+    }
+    static std::string excluded(const char* sourceAddr) {
+        return decided("Exclude", sourceAddr, "true");
+    }
+    static std::string notExcluded(const char* sourceAddr) {
+        return decided("Exclude", sourceAddr, "false");
+    }
+    /// What a handler traces of the membership of a mode that it writes ("true") or deletes.
+    static std::string decided(const std::string& mode, const char* sourceAddr,
+                               const char* isAdded) {
+        const std::string lower = mode == "Include" ? "include" : "exclude";
+        return "8 handle" + mode + " | handle" + mode +
+               ": Update gmpStatus (red) for Smet ( Vlan 10, " + sourceAddr +
+               ", 239.1.1.1 ), add " + lower + ": " + isAdded;
     }
     static std::string starG() {
         return "8 updateStarG | updateStarG: Update gmpStatus (red) for Smet ( Vlan 10, 0.0.0.0, "
@@ -46,19 +54,18 @@ class SourceMembership : public VlanTen {
 TEST_F(SourceMembership, ALocalIncludeJoinIsPublishedAndTraced) {
     start();
     include(S1, "mtunnel1");
-    EXPECT_THAT(traceOf([this] { include(S1); }), ElementsAre(included(S1, true), write(add(S1))));
+    EXPECT_THAT(traceOf([this] { include(S1); }), ElementsAre(included(S1), write(add(S1))));
     EXPECT_THAT(memberships(), ElementsAre("(10.0.0.1, 239.1.1.1) include"));
 }
 
 TEST_F(SourceMembership, AnIncludeJoinOfTunnelsAloneIsDeletedNotPublished) {
     start();
     include(S1);
-    EXPECT_THAT(
-        traceOf([this] {
-            include(S1, "mtunnel1");
-            leave(10, G, S1, "swp1");
-        }),
-        ElementsAre(included(S1, true), write(add(S1)), included(S1, false), write(del(S1))));
+    EXPECT_THAT(traceOf([this] {
+                    include(S1, "mtunnel1");
+                    leave(10, G, S1, "swp1");
+                }),
+                ElementsAre(included(S1), write(add(S1)), notIncluded(S1), write(del(S1))));
     EXPECT_THAT(table(), IsEmpty());
 }
 
@@ -85,7 +92,7 @@ TEST_F(SourceMembership, AnIncludeJoinLeavesStarGAlone) {
     leave(10, G, S1, "swp1");
     stale("red", "vlan10", any, G, Mode::exclude);
     EXPECT_THAT(traceOf([this] { include(S1, "swp2"); }),
-                ElementsAre(included(S1, true), write(add(S1))));
+                ElementsAre(included(S1), write(add(S1))));
 }
 
 TEST_F(SourceMembership, AnIncludeJoinOfAnySourceIsPublishedAsStarGAlone) {
@@ -108,19 +115,18 @@ TEST_F(SourceMembership, AnExcludeJoinUpdatesStarGBeforeItsOwnEntry) {
     start();
     include(S2);
     exclude(S1, "mtunnel1");
-    EXPECT_THAT(
-        traceOf([this] { exclude(S1); }),
-        ElementsAre(excluded(S1, true), starG(), write(add(any)), write(add(S1, Mode::exclude))));
+    EXPECT_THAT(traceOf([this] { exclude(S1); }),
+                ElementsAre(excluded(S1), starG(), write(add(any)), write(add(S1, Mode::exclude))));
     EXPECT_THAT(
         traceOf([this] { leave(10, G, S1, "swp1", Mode::exclude); }),
-        ElementsAre(excluded(S1, false), starG(), write(del(any)), write(del(S1, Mode::exclude))));
+        ElementsAre(notExcluded(S1), starG(), write(del(any)), write(del(S1, Mode::exclude))));
 }
 
 TEST_F(SourceMembership, AnExcludeJoinOfAnySourceIsHandledLikeThatOfAnyOther) {
     start();
     exclude(any, "mtunnel1");
     EXPECT_THAT(traceOf([this] { exclude(any); }),
-                ElementsAre(excluded(any, true), starG(), write(add(any, Mode::exclude))));
+                ElementsAre(excluded(any), starG(), write(add(any, Mode::exclude))));
     EXPECT_THAT(memberships(), ElementsAre("(0.0.0.0, 239.1.1.1) exclude"));
 }
 
@@ -131,7 +137,7 @@ TEST_F(SourceMembership, ANewSourceIsHandledInIncludeModeThenInExcludeMode) {
     record->includeIntfIs(IntfId("swp1"));
     record->excludeIntfIs(IntfId("swp2"));
     EXPECT_THAT(traceOf([&] { groupJoin(10, G)->sourceIs(record); }),
-                ElementsAre(included(S1, true), write(add(S1)), excluded(S1, false), starG()));
+                ElementsAre(included(S1), write(add(S1)), notExcluded(S1), starG()));
 }
 
 TEST_F(SourceMembership, IncludeEmptiedBeforeExcludeIsFilledLeavesTheExcludeEntry) {
@@ -142,8 +148,8 @@ TEST_F(SourceMembership, IncludeEmptiedBeforeExcludeIsFilledLeavesTheExcludeEntr
                     leave(10, G, S1, "swp1");
                     exclude(S1);
                 }),
-                ElementsAre(included(S1, false), write(del(S1)), excluded(S1, true), starG(),
-                            write(add(any)), write(add(S1, Mode::exclude))));
+                ElementsAre(notIncluded(S1), write(del(S1)), excluded(S1), starG(), write(add(any)),
+                            write(add(S1, Mode::exclude))));
     EXPECT_THAT(memberships(),
                 ElementsAre("(0.0.0.0, 239.1.1.1) include", "(10.0.0.1, 239.1.1.1) exclude",
                             "(10.0.0.2, 239.1.1.1) include"));
@@ -157,7 +163,7 @@ TEST_F(SourceMembership, ExcludeFilledBeforeIncludeIsEmptiedLeavesNoEntryUntilTh
                     exclude(S1);
                     leave(10, G, S1, "swp1");
                 }),
-                ElementsAre(excluded(S1, false), starG(), included(S1, false), write(del(S1))));
+                ElementsAre(notExcluded(S1), starG(), notIncluded(S1), write(del(S1))));
     EXPECT_THAT(memberships(), ElementsAre("(10.0.0.2, 239.1.1.1) include"));
     exclude(S1, "swp2");
     EXPECT_THAT(memberships(),
@@ -312,7 +318,7 @@ TEST_F(SourceMembership, ADamagedIncludeSetWithdrawsTheIncludeEntryAtTheNextChan
     include(S1);
     sourceJoin(10, G, S1)->includeIntfsCorruptionIs("include set of 10.0.0.1");
     EXPECT_THAT(traceOf([this] { include(S1, "swp2"); }),
-                ElementsAre(included(S1, false), write(del(S1))));
+                ElementsAre(notIncluded(S1), write(del(S1))));
     EXPECT_THAT(corruptions(), ElementsAre("include set of 10.0.0.1"));
 }
 
@@ -323,7 +329,7 @@ TEST_F(SourceMembership, ADamagedExcludeSetWithdrawsTheExcludeEntryAtTheNextChan
     sourceJoin(10, G, S1)->excludeIntfsCorruptionIs("exclude set of 10.0.0.1");
     EXPECT_THAT(
         traceOf([this] { exclude(S1, "swp2"); }),
-        ElementsAre(excluded(S1, false), starG(), write(add(any)), write(del(S1, Mode::exclude))));
+        ElementsAre(notExcluded(S1), starG(), write(add(any)), write(del(S1, Mode::exclude))));
     EXPECT_THAT(corruptions(), ElementsAre("exclude set of 10.0.0.1"));
 }
 
@@ -337,7 +343,7 @@ TEST_F(SourceMembership, ANewRecordOfTheSourceKeepsWhatTheOldOneWroteUntilTheNex
     EXPECT_EQ(tracker->notifier(), record);
     EXPECT_THAT(memberships(), ElementsAre("(10.0.0.1, 239.1.1.1) include"));
     EXPECT_THAT(traceOf([&] { record->includeIntfIs(IntfId("mtunnel1")); }),
-                ElementsAre(included(S1, false), write(del(S1))));
+                ElementsAre(notIncluded(S1), write(del(S1))));
 }
 
 TEST_F(SourceMembership, TheOldRecordIsNoLongerHeard) {

@@ -101,7 +101,7 @@ TEST_F(TraceOrder, TheRefreshOfAVlanWithoutAVrfIsTimedToo) {
     start();
     join(20, G, S1, "swp1");
     forget();
-    vlan(20)->updateGmpStatus(false);
+    vlan(20)->updateGmpStatus(RixVlanMembership::Update::asWanted);
     EXPECT_THAT(blocks(), Contains(testing::EndsWith("::updateGmpStatus(bool)")));
 }
 

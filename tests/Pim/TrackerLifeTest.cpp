@@ -135,7 +135,7 @@ TEST_F(TrackerLife, AVlanWithoutAVrfLeavesTheEntriesOfTheNamelessVrfAlone) {
 }
 
 TEST_F(TrackerLife, AVrfWhoseSbdVlanCannotBeOneLeavesTheVlanInItsOwn) {
-    toggles(false, true);
+    toggles({.oismMplsTunnel = false});
     start();
     EXPECT_NE(errorOf([&] { enabledStatus->vrfToSBDVlanIs(vrf("blue"), 5000); }), "");
     EXPECT_NE(errorOf([&] { vlan(10)->updateVrfName(vrf("blue")); }), "");

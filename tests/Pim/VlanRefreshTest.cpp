@@ -14,6 +14,8 @@ using testing::Not;
 
 class VlanRefresh : public VlanTen {
   protected:
+    using Update = RixVlanMembership::Update;
+
     bool wantsInclude(const char* sourceAddr) {
         return vlan(10)->updateVlanInclude(sourceJoin(10, G, sourceAddr));
     }
@@ -21,9 +23,9 @@ class VlanRefresh : public VlanTen {
         return vlan(10)->updateVlanExclude(sourceJoin(10, G, sourceAddr));
     }
     /// The writes of one refresh.
-    Texts refresh(bool deleteVlan = false) {
+    Texts refresh(Update update = Update::asWanted) {
         forget();
-        vlan(10)->updateGmpStatus(deleteVlan);
+        vlan(10)->updateGmpStatus(update);
         return writes();
     }
 };
@@ -43,7 +45,7 @@ TEST_F(VlanRefresh, TellsTheVlansStateInItsTrace) {
     pim("red", {"vlan10"});
     start();
     include(S1);
-    refresh(true);
+    refresh(Update::deleteVlan);
     EXPECT_THAT(trace(3), ElementsAre("Update VLAN: 10, isSbdVlan: true, isDrForSbdVlan: true, "
                                       "deleteVlan: true, isPimEnabled: true"));
 }
@@ -57,7 +59,7 @@ TEST_F(VlanRefresh, AVlanWithoutAVrfIsTracedAndNeitherWritesNorDeletes) {
     EXPECT_THAT(refresh(), IsEmpty());
     EXPECT_THAT(trace(), ElementsAre("9 updateGmpStatus | updateGmpStatus, VLAN: 10 no VRF "
                                      "association"));
-    EXPECT_THAT(refresh(true), IsEmpty());
+    EXPECT_THAT(refresh(Update::deleteVlan), IsEmpty());
     EXPECT_THAT(memberships(), ElementsAre("(10.0.0.2, 239.1.1.1) include"));
 }
 
@@ -116,7 +118,7 @@ TEST_F(VlanRefresh, ALeavingVlanLosesBothEntriesOfEachSourceThenStarG) {
     start();
     include(S1);
     exclude(S2);
-    EXPECT_THAT(refresh(true),
+    EXPECT_THAT(refresh(Update::deleteVlan),
                 ElementsAre(del(S1), del(S1, Mode::exclude), del(S2, Mode::exclude), del(any)));
     EXPECT_THAT(statuses(), IsEmpty());
 }
@@ -128,7 +130,7 @@ TEST_F(VlanRefresh, ALeavingVlanAddsNothingEvenWhereEverythingIsWanted) {
     include(S1);
     exclude(S2);
     include(any);
-    EXPECT_THAT(refresh(true), Each(HasSubstr("Del gmpStatus")));
+    EXPECT_THAT(refresh(Update::deleteVlan), Each(HasSubstr("Del gmpStatus")));
     EXPECT_THAT(table(), IsEmpty());
 }
 
@@ -172,7 +174,7 @@ TEST_F(VlanRefresh, AGroupWithoutARecordCountsAsTheAddressOfNoFamily) {
     start();
     include(S1);
     group()->notifierIs(nullptr);
-    EXPECT_THAT(refresh(true), ElementsAre(del(S1, Mode::exclude, "none")));
+    EXPECT_THAT(refresh(Update::deleteVlan), ElementsAre(del(S1, Mode::exclude, "none")));
     EXPECT_THAT(memberships(), ElementsAre("(10.0.0.1, 239.1.1.1) include"));
 }
 
@@ -180,7 +182,7 @@ TEST_F(VlanRefresh, ASourceWithoutARecordIsSkipped) {
     start();
     include(S1);
     source(S1)->notifierIs(nullptr);
-    EXPECT_THAT(refresh(true), IsEmpty());
+    EXPECT_THAT(refresh(Update::deleteVlan), IsEmpty());
     EXPECT_THAT(memberships(), ElementsAre("(10.0.0.1, 239.1.1.1) include"));
     source(S1)->notifierIs(sourceJoin(10, G, S1));
 }
@@ -321,7 +323,7 @@ TEST_F(VlanRefresh, TheSourcesOfAnIpv6GroupArePublishedLikeThoseOfAnIpv4Group) {
     EXPECT_THAT(memberships(),
                 ElementsAre("(2001:db8::1, ff3e::1) include", "(2001:db8::2, ff3e::1) exclude",
                             "(::, ff3e::1) include"));
-    refresh(true);
+    refresh(Update::deleteVlan);
     EXPECT_THAT(table(), IsEmpty());
 }
 
@@ -329,7 +331,7 @@ TEST_F(VlanRefresh, AStarGThatTheTableHoldsInExcludeModeGoesWithTheVlan) {
     start();
     include(S1);
     stale("red", "vlan10", any, G, Mode::exclude);
-    EXPECT_THAT(refresh(true),
+    EXPECT_THAT(refresh(Update::deleteVlan),
                 ElementsAre(del(S1), del(S1, Mode::exclude), del(any, Mode::exclude)));
     EXPECT_THAT(statuses(), IsEmpty());
 }
@@ -347,7 +349,7 @@ TEST_F(VlanRefresh, WhereTheTableHoldsNoStarGNoDeletionOfItIsTraced) {
     start();
     join(20, G, S1, "swp1");
     include(S1);
-    EXPECT_THAT(refresh(true), ElementsAre(del(S1), del(S1, Mode::exclude)));
+    EXPECT_THAT(refresh(Update::deleteVlan), ElementsAre(del(S1), del(S1, Mode::exclude)));
 }
 
 TEST_F(VlanRefresh, OfTwoVlansOnlyTheOneRefreshedChanges) {
@@ -355,7 +357,7 @@ TEST_F(VlanRefresh, OfTwoVlansOnlyTheOneRefreshedChanges) {
     start();
     join(20, G, S1, "swp1");
     include(S1);
-    refresh(true);
+    refresh(Update::deleteVlan);
     EXPECT_THAT(table(), ElementsAre("red.irb vlan20 (10.0.0.1, 239.1.1.1) include"));
 }
 
@@ -364,7 +366,7 @@ TEST_F(VlanRefresh, IsTimedUnderItsFullSignature) {
     start();
     forget();
     membershipJoinStatus->vlanIs(Lumo::make<Gmp::VlanMembershipJoin>(VlanId(10)));
-    vlan(10)->updateGmpStatus(true);
+    vlan(10)->updateGmpStatus(Update::deleteVlan);
     EXPECT_THAT(blocks(),
                 testing::IsSupersetOf({"BEGIN void " + name + "handleVlanMembership()",
                                        "END void " + name + "handleVlanMembership()",

@@ -139,7 +139,8 @@ class Machine {
     void reapVlan(VlanTracker& vlan);
     void listeningIs(VlanTracker& vlan, bool on);
     void updateVrfName(VlanTracker& vlan, const std::string& vrf);
-    void updateGmpStatus(VlanTracker& vlan, bool deleteVlan);
+    enum class Update { asWanted, deleteVlan };
+    void updateGmpStatus(VlanTracker& vlan, Update update);
 
     // Groups and sources.
     void groupIs(VlanTracker& vlan, const std::shared_ptr<GroupJoin>& join);

@@ -120,10 +120,10 @@ void Machine::handleL3IntfStatus(Intf intf) {
     const IntfStatus* status = intfStatus(intf);
     const std::string vrf = status != nullptr ? status->vrf : std::string();
     if (vlan->vrf == vrf) return;
-    if (!vlan->vrf.empty()) updateGmpStatus(*vlan, true);
+    if (!vlan->vrf.empty()) updateGmpStatus(*vlan, Update::deleteVlan);
     trace(8, "handleL3IntfStatus", "handleL3IntfStatus(), Set vrfName ", vrf, " for ", number);
     updateVrfName(*vlan, vrf);
-    if (!vrf.empty()) updateGmpStatus(*vlan, false);
+    if (!vrf.empty()) updateGmpStatus(*vlan, Update::asWanted);
 }
 
 void Machine::pimChanged(const std::string& vrf) {
@@ -168,7 +168,7 @@ void Machine::handlePimTransitIntf(const std::string& vrf, Intf intf) {
     } else if (sbdVrfOf(number).empty()) {
         trace(9, self, self, ", Not SBD vlan ", intf);
     } else {
-        updateGmpStatus(*vlan, false);
+        updateGmpStatus(*vlan, Update::asWanted);
     }
 }
 
@@ -286,7 +286,7 @@ void Machine::updateSbdVlanMembership(Vlan number) {
     }
     trace(2, "updateSbdVlanMembership", "Update SBD VLAN ", number);
     vlan->drForSbd = vlan->vrf == sbdVrfOf(number) && isDrForVlan(number);
-    updateGmpStatus(*vlan, false);
+    updateGmpStatus(*vlan, Update::asWanted);
 }
 
 }  // namespace model

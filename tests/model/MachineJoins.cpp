@@ -45,7 +45,7 @@ VlanTracker Machine::newVlan(const std::shared_ptr<VlanJoin>& join) {
 void Machine::reapVlan(VlanTracker& vlan) {
     if (vlan.reaped) return;
     listeningIs(vlan, false);
-    updateGmpStatus(vlan, true);
+    updateGmpStatus(vlan, Update::deleteVlan);
     for (auto& [address, group] : vlan.groups)
         reapGroup(vlan, group);
     vlan.reaped = true;
@@ -65,7 +65,8 @@ void Machine::updateVrfName(VlanTracker& vlan, const std::string& vrf) {
 
 /// Writes or deletes every entry of the VLAN as the rules say now; deletes them all if the VLAN
 /// goes or leaves its VRF.
-void Machine::updateGmpStatus(VlanTracker& vlan, bool deleteVlan) {
+void Machine::updateGmpStatus(VlanTracker& vlan, Update update) {
+    const bool deleteVlan = update == Update::deleteVlan;
     const std::uint16_t id = vlan.join->vlan;
     if (vlan.vrf.empty()) {
         trace(9, "updateGmpStatus", "updateGmpStatus, VLAN: ", id, " no VRF association");

@@ -3,6 +3,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <mutex>
+#include <string>
 #include <string_view>
 
 namespace Trace {
@@ -26,17 +29,62 @@ std::string printable(const std::string& line) {
     return text;
 }
 
+/// Writes what there is room for.
+/// @returns what there was none for; nothing where the write failed for another reason
+std::string_view restAfterWriting(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return text;
+        if (written <= 0) return {};
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return {};
+}
+
+/// Standard error as the lines of this process reach it.
+class Lines {
+  public:
+    static Lines& instance() {
+        // Never destroyed: static destructors may still trace.
+        static Lines& lines = *new Lines;
+        return lines;
+    }
+
+    void write(const std::string& line) {
+        const std::lock_guard lock(mutex_);
+        rest_ = std::string(restAfterWriting(rest_));
+        if (!rest_.empty()) {
+            ++lost_;
+            return;
+        }
+        const std::string text = toldLoss() + line;
+        const std::string_view rest = restAfterWriting(text);
+        if (rest.size() == text.size()) {
+            ++lost_;
+            return;
+        }
+        lost_ = 0;
+        rest_ = rest;
+    }
+
+  private:
+    std::string toldLoss() const {
+        if (lost_ == 0) return "";
+        return "trace: standard error was full, " + std::to_string(lost_) +
+               (lost_ == 1 ? " line is" : " lines are") + " missing here\n";
+    }
+
+    std::mutex mutex_;
+    // Of the line that was written last, what found no room.
+    std::string rest_;
+    std::uint64_t lost_ = 0;
+};
+
 }  // namespace
 
 void writeLine(const std::string& line) {
-    const std::string text = printable(line) + '\n';
-    std::string_view rest = text;
-    while (!rest.empty()) {
-        const ssize_t written = ::write(STDERR_FILENO, rest.data(), rest.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
-        rest.remove_prefix(static_cast<std::size_t>(written));
-    }
+    Lines::instance().write(printable(line) + '\n');
 }
 
 }  // namespace Trace

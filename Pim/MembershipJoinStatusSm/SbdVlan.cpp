@@ -3,6 +3,7 @@
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
 #include "MembershipJoinStatusSm/Root.h"
 #include "MembershipJoinStatusSm/SmTrace.h"
+#include "Trace/VlanNumber.h"
 
 namespace Irb::Multicast::Ingress::Detail {
 
@@ -57,7 +58,8 @@ void MembershipJoinStatusSm::handleMplsVrfToSbdVlan(const L3::VrfName& vrfName,
 void MembershipJoinStatusSm::handleSbdVlanToVrf(std::uint32_t vlan) {
     TRACE_BLOCK(smTrace(),
                 "void Irb::Multicast::Ingress::MembershipJoinStatusSm::handleSbdVlanToVrf(U32)");
-    TRACE(smTrace(), 2, "handleSbdVlanToVrf", "SBD VLAN to VRF change, VLAN: {}", vlan);
+    TRACE(smTrace(), 2, "handleSbdVlanToVrf", "SBD VLAN to VRF change, VLAN: {}",
+          Trace::VlanNumber{vlan});
     updateSbdVlanMembership(Bridging::VlanId(vlan));
 }
 

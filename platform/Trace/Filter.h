@@ -13,6 +13,7 @@
 #include "Ondel/IpGenAddr.h"
 #include "Rix/Export.h"
 #include "Routing/Gmp/Tessel/VrfApp.h"
+#include "Trace/VlanNumber.h"
 
 namespace Trace {
 
@@ -46,6 +47,8 @@ class RIX_EXPORT Filter {
         using Bridging::VlanId;
         if constexpr (std::same_as<Value, VlanId> || std::same_as<Value, VlanId::Optional>) {
             return isOne(vlans_, value.value());
+        } else if constexpr (std::same_as<Value, VlanNumber>) {
+            return isOne(vlans_, value.number);
         } else if constexpr (std::same_as<Value, std::uint16_t>) {
             return isOne(vlans_, value);
         } else if constexpr (std::same_as<Value, Ondel::IntfId>) {

@@ -20,6 +20,7 @@
 #include "Routing/Gmp/Tessel/VrfApp.h"
 #include "Trace/RecordBuffer.h"
 #include "Trace/ValueKind.h"
+#include "Trace/VlanNumber.h"
 
 namespace Trace {
 
@@ -103,6 +104,12 @@ template <>
 struct ValueTraits<Bridging::VlanId> : ValueTraits<std::uint16_t> {
     static void encode(RecordBuffer& record, Bridging::VlanId id) { record.addNumber(id.value()); }
     static void print(std::string& out, Bridging::VlanId id) { out += std::to_string(id.value()); }
+};
+
+template <>
+struct ValueTraits<VlanNumber> : ValueTraits<std::uint32_t> {
+    static void encode(RecordBuffer& record, VlanNumber vlan) { record.addNumber(vlan.number); }
+    static void print(std::string& out, VlanNumber vlan) { out += std::to_string(vlan.number); }
 };
 
 /// None is the number 0.

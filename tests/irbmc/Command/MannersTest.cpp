@@ -143,6 +143,14 @@ TEST(Trace, OfAReplayIsFilteredByWhatItsMessagesName) {
     EXPECT_THAT(text, Not(HasSubstr("( Vlan 10, 10.0.0.1, 239.1.1.1 )")));
     EXPECT_THAT(text, Not(HasSubstr("( Vlan 20,")));
     EXPECT_THAT(text, Not(HasSubstr("handleInitialized")));
+    const std::string sbd = R"({"op":"start"})"
+                            "\n"
+                            R"({"op":"mpls.sbd.set","vlan":100,"vrf":"red"})"
+                            "\n"
+                            R"({"op":"mpls.sbd.set","vlan":200,"vrf":"blue"})";
+    const std::string change = "SBD VLAN to VRF change, VLAN: ";
+    EXPECT_THAT(replay(sbd, {"--trace", "2@vlan=100"}).out,
+                AllOf(HasSubstr(change + "100"), Not(HasSubstr(change + "200"))));
     EXPECT_THAT(refusalOf({"replay", "--trace", "8@port=swp1", "x"}),
                 StartsWith("irbmc: --trace: trace filter: 'port=swp1' is neither vlan=NUMBER"));
 }

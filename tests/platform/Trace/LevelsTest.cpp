@@ -145,6 +145,9 @@ TEST(TraceFilter, TakesWhatNamesOneOfItsValuesOfEachKind) {
     EXPECT_TRUE(vlan.takes(red, ten));
     EXPECT_TRUE(vlan.takes(Bridging::VlanId::Optional(Bridging::VlanId(20))));
     EXPECT_TRUE(vlan.takes(std::uint16_t{20}));
+    EXPECT_TRUE(vlan.takes(Trace::VlanNumber{20}));
+    EXPECT_FALSE(vlan.takes(Trace::VlanNumber{30}));
+    EXPECT_FALSE(vlan.takes(std::uint32_t{20})) << "as many of something";
     EXPECT_TRUE(vlan.takes(Ondel::IntfId("vlan10")));
     EXPECT_FALSE(vlan.takes());
     EXPECT_FALSE(vlan.takes(red, group));

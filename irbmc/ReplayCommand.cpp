@@ -215,9 +215,16 @@ int ReplayCommand::run() {
         throw;
     } catch (const std::system_error& error) {
         ending = {exitFailure, file_ + ": cannot be read: " + error.code().message()};
+    } catch (const std::bad_alloc&) {
+        ending = {exitFailure, file_ + ": out of memory"};
     }
-    report->finish(engine.table(), course.totals);
-    output.flush();
+    try {
+        report->finish(engine.table(), course.totals);
+        output.flush();
+    } catch (const std::bad_alloc&) {
+        if (ending.message.empty()) ending = {exitFailure, file_ + ": out of memory"};
+        output.flush();
+    }
     tellAfterwards(course, ending.status == exitDone, engine.hasStarted());
     if (!ending.message.empty()) tell(ending.message);
     if (ending.status != exitDone) return ending.status;

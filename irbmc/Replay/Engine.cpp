@@ -55,7 +55,12 @@ Engine::Engine(const Options& options)
 }
 
 Engine::~Engine() {
-    if (machine_.isRunning()) abandon();
+    try {
+        if (machine_.isRunning()) abandon();
+    } catch (const std::exception&) {
+        // No memory or no descriptor for the table that the machine would go on with.
+        machine_.leave();
+    }
     if (trace_.levels == Trace::Levels()) return;
     Trace::textSinkIs({});
     traceHandle().selectionIs({});

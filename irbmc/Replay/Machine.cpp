@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "Lumo/Module.h"
 #include "Lumo/TypeData.h"
@@ -51,6 +54,13 @@ void Machine::start(const Start& start, const Inputs& inputs,
         std::uint64_t{start.app},
     };
     sm_ = type_.construct(arguments);
+}
+
+void Machine::leave() noexcept {
+    // A place that is never destroyed, and that needs no memory: there may be none.
+    alignas(Ptr<Node>) static std::byte left[sizeof(Ptr<Node>)];
+    new (left) Ptr<Node>(std::move(sm_));
+    sm_ = nullptr;
 }
 
 void Machine::call(std::string_view operation, const Argument& argument) {

@@ -26,6 +26,8 @@ class Machine {
                const Lumo::Ptr<Routing::Gmp::Tessel::StatusColl>& table);
     /// Destroys the machine.
     void stop() { sm_ = nullptr; }
+    /// Forgets the machine, which stays as it is for as long as the process: it withdraws nothing.
+    void leave() noexcept;
 
     // What there must be a machine for.
     void reap();

@@ -3,12 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -31,8 +28,8 @@ const std::string bound = R"({"op":"l3.set","intf":"vlan10","vrf":"red"})"
                           "\n" +
                           start;
 
-std::string join(int host) {
-    return R"({"op":"join","vlan":10,"group":"239.1.1.1","intf":"swp1","source":"10.0.)" +
+std::string join(int host, const std::string& group = "239.1.1.1") {
+    return R"({"op":"join","vlan":10,"group":")" + group + R"(","intf":"swp1","source":"10.0.)" +
            std::to_string(host / 250) + "." + std::to_string(host % 250 + 1) + "\"}\n";
 }
 
@@ -61,27 +58,6 @@ class NonBlockingPipe {
     std::array<int, 2> ends_{-1, -1};
 };
 
-/// Starts the command with these streams. No file that it writes may grow beyond so many bytes.
-pid_t started(const std::vector<std::string>& arguments, int in, int out, int err,
-              rlim_t limit = RLIM_INFINITY) {
-    std::vector<std::string> words{IRBMC_BINARY};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> argv;
-    for (std::string& word : words)
-        argv.push_back(word.data());
-    argv.push_back(nullptr);
-    const pid_t child = ::fork();
-    if (child != 0) return child;
-    const rlimit longest{limit, limit};
-    ::setrlimit(RLIMIT_FSIZE, &longest);
-    std::signal(SIGXFSZ, SIG_IGN);
-    ::dup2(in, STDIN_FILENO);
-    ::dup2(out, STDOUT_FILENO);
-    ::dup2(err, STDERR_FILENO);
-    ::execv(argv[0], argv.data());
-    ::_exit(127);
-}
-
 /// What comes out of a pipe, slowly enough that it is full all the time.
 std::string readSlowly(int descriptor) {
     std::string text;
@@ -89,12 +65,6 @@ std::string readSlowly(int descriptor) {
     for (ssize_t count = 0; (count = ::read(descriptor, bytes, sizeof bytes)) > 0;)
         text.append(bytes, static_cast<std::size_t>(count));
     return text;
-}
-
-int statusOf(pid_t process) {
-    int status = 0;
-    ::waitpid(process, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 class FullDisk : public testing::TestWithParam<std::vector<std::string>> {};
@@ -114,7 +84,8 @@ TEST_P(FullDisk, EndsAReplayWithStatusTwoOneLineAndTheReportUpToThere) {
     // Pipes, since the report must not meet the limit.
     NonBlockingPipe out(1);
     NonBlockingPipe err(1);
-    const pid_t command = started(arguments, STDIN_FILENO, out.end(1), err.end(1), limit);
+    const pid_t command =
+        startIrbmc(arguments, STDIN_FILENO, out.end(1), err.end(1), Limit{RLIMIT_FSIZE, limit});
     out.close(1);
     err.close(1);
     const std::string report = readSlowly(out.end(0));
@@ -133,6 +104,54 @@ INSTANTIATE_TEST_SUITE_P(InEveryMode, FullDisk,
                                          std::vector<std::string>{"--json"},
                                          std::vector<std::string>{"--json", "--quiet"},
                                          std::vector<std::string>{"--strict"}));
+
+class NoMemory : public testing::TestWithParam<std::vector<std::string>> {};
+
+TEST_P(NoMemory, EndsAReplayWithStatusTwoOneLineAndTheReportUpToThere) {
+    if (std::string(IRBMC_SANITIZERS) != "") GTEST_SKIP() << "sanitizers need address space";
+    const TemporaryFolder folder;
+    std::string recording = bound;
+    for (int host = 0; host < 60000; ++host)
+        recording += join(host, "239.2." + std::to_string(host / 250) + ".1");
+    const std::string file = folder.file("many.jsonl", recording);
+    std::vector<std::string> arguments{"replay", file};
+    arguments.insert(arguments.end(), GetParam().begin(), GetParam().end());
+    for (const rlim_t megabytes : {16, 40}) {
+        const Result result = runIrbmc(arguments, "", Limit{RLIMIT_AS, megabytes << 20});
+        EXPECT_EQ(result.status, 2) << megabytes;
+        EXPECT_THAT(result.err, StartsWith(file + ":")) << megabytes;
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+        if (GetParam().empty()) {
+            EXPECT_THAT(result.out, HasSubstr("239.2.0.1"));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(InEveryMode, NoMemory,
+                         testing::Values(std::vector<std::string>{},
+                                         std::vector<std::string>{"--quiet"},
+                                         std::vector<std::string>{"--json"}));
+
+TEST(NoDescriptors, EndAReplayWithStatusTwoAndWhatCouldNotBeOpened) {
+    const TemporaryFolder folder;
+    const std::string file = folder.file(
+        "abandoned.jsonl", bound + join(1) + "{\"op\":\"abandon\"}\n" + start + join(2));
+    int failures = 0;
+    Result result;
+    // One more each time, until they are enough.
+    for (rlim_t most = 3; most < 64; ++most) {
+        const std::string table = folder.path() / ("gmp" + std::to_string(most));
+        result = runIrbmc({"replay", "--table", table, file}, "", Limit{RLIMIT_NOFILE, most});
+        if (result.status == 0) break;
+        if (result.status == 127) continue;  // too few to load its libraries
+        ++failures;
+        EXPECT_EQ(result.status, 2) << most;
+        EXPECT_THAT(result.err, EndsWith("Too many open files\n")) << most;
+        EXPECT_THAT(result.err, HasSubstr(": ")) << most;
+    }
+    EXPECT_EQ(result.status, 0);
+    EXPECT_GT(failures, 1);
+}
 
 TEST(Failure, OfTheDirectoryOfATableIsNamed) {
     const TemporaryFolder folder;
@@ -194,7 +213,7 @@ TEST(NonBlockingOutput, GetsTheWholeReport) {
         recording += join(host);
     const std::string file = folder.file("many.jsonl", recording);
     NonBlockingPipe pipe(1);
-    const pid_t command = started({"replay", file}, STDIN_FILENO, pipe.end(1), STDERR_FILENO);
+    const pid_t command = startIrbmc({"replay", file}, STDIN_FILENO, pipe.end(1), STDERR_FILENO);
     pipe.close(1);
     EXPECT_TRUE(readSlowly(pipe.end(0)) == runIrbmc({"replay", file}).out);
     EXPECT_EQ(statusOf(command), 0);
@@ -210,7 +229,8 @@ TEST(NonBlockingErrors, AreAllTold) {
     const std::string file = folder.file("many.jsonl", recording);
     NonBlockingPipe pipe(1);
     const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-    const pid_t command = started({"replay", "--quiet", file}, STDIN_FILENO, nowhere, pipe.end(1));
+    const pid_t command =
+        startIrbmc({"replay", "--quiet", file}, STDIN_FILENO, nowhere, pipe.end(1));
     ::close(nowhere);
     pipe.close(1);
     EXPECT_TRUE(readSlowly(pipe.end(0)) == runIrbmc({"replay", "--quiet", file}).err);
@@ -221,7 +241,8 @@ TEST(NonBlockingInput, IsReadToItsEnd) {
     NonBlockingPipe in(0);
     NonBlockingPipe out(0);
     ::fcntl(out.end(0), F_SETFL, 0);
-    const pid_t command = started({"replay", "--json", "-"}, in.end(0), out.end(1), STDERR_FILENO);
+    const pid_t command =
+        startIrbmc({"replay", "--json", "-"}, in.end(0), out.end(1), STDERR_FILENO);
     out.close(1);
     char byte = 0;
     for (const std::string& line : {bound, join(1)}) {
@@ -252,7 +273,7 @@ class Watch : public testing::Test {
 TEST_F(Watch, EndsAtOnceWhenNobodyReadsItAnyMore) {
     NonBlockingPipe out(0);
     const pid_t command =
-        started({"show", "--watch", table()}, STDIN_FILENO, out.end(1), STDERR_FILENO);
+        startIrbmc({"show", "--watch", table()}, STDIN_FILENO, out.end(1), STDERR_FILENO);
     out.close(1);
     ::fcntl(out.end(0), F_SETFL, 0);
     char byte = 0;

@@ -17,7 +17,7 @@ namespace {
 /// A file in memory, for a stream of the command.
 class Stream {
   public:
-    explicit Stream(std::string_view content = "") : descriptor_(memfd_create("stream", 0)) {
+    explicit Stream(std::string_view content = "") : descriptor_(memfd_create("stream", MFD_CLOEXEC)) {
         EXPECT_EQ(::write(descriptor_, content.data(), content.size()),
                   static_cast<ssize_t>(content.size()));
         ::lseek(descriptor_, 0, SEEK_SET);
@@ -38,8 +38,10 @@ class Stream {
     int descriptor_;
 };
 
-/// Starts the command over these three streams.
-pid_t startIrbmc(const std::vector<std::string>& arguments, int in, int out, int err) {
+}  // namespace
+
+pid_t startIrbmc(const std::vector<std::string>& arguments, int in, int out, int err,
+                 std::optional<Limit> limit) {
     std::vector<std::string> words{IRBMC_BINARY};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> argv;
@@ -48,6 +50,12 @@ pid_t startIrbmc(const std::vector<std::string>& arguments, int in, int out, int
     argv.push_back(nullptr);
     const pid_t child = ::fork();
     if (child != 0) return child;
+    if (limit) {
+        const rlimit most{limit->most, limit->most};
+        ::setrlimit(limit->resource, &most);
+    }
+    // A file that grows too long is an error, as a full disk is.
+    std::signal(SIGXFSZ, SIG_IGN);
     ::dup2(in, STDIN_FILENO);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(err, STDERR_FILENO);
@@ -55,17 +63,21 @@ pid_t startIrbmc(const std::vector<std::string>& arguments, int in, int out, int
     ::_exit(127);
 }
 
-}  // namespace
+int statusOf(pid_t process) {
+    int status = 0;
+    EXPECT_EQ(::waitpid(process, &status, 0), process);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
 
-Result runIrbmc(const std::vector<std::string>& arguments, std::string_view input) {
+Result runIrbmc(const std::vector<std::string>& arguments, std::string_view input,
+                std::optional<Limit> limit) {
     const Stream in(input);
     const Stream out;
     const Stream err;
-    const pid_t child = startIrbmc(arguments, in.descriptor(), out.descriptor(), err.descriptor());
-    int status = 0;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), out.content(),
-            err.content()};
+    const pid_t child =
+        startIrbmc(arguments, in.descriptor(), out.descriptor(), err.descriptor(), limit);
+    const int status = statusOf(child);
+    return {status, out.content(), err.content()};
 }
 
 Result replay(std::string_view recording, std::vector<std::string> options) {

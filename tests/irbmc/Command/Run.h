@@ -1,8 +1,10 @@
 // Running the built command as a user does.
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,8 +19,22 @@ struct Result {
     std::string err;
 };
 
+/// How much of something a process may have.
+struct Limit {
+    decltype(RLIMIT_AS) resource;
+    rlim_t most;
+};
+
 /// Runs `irbmc` with these arguments, waits for it, and gives what it left.
-Result runIrbmc(const std::vector<std::string>& arguments, std::string_view input = "");
+Result runIrbmc(const std::vector<std::string>& arguments, std::string_view input = "",
+                std::optional<Limit> limit = {});
+
+/// Starts it over these three streams, and does not wait for it.
+pid_t startIrbmc(const std::vector<std::string>& arguments, int in, int out, int err,
+                 std::optional<Limit> limit = {});
+/// The exit status of what was started, once it ended; 128 and the signal's number if a signal
+/// ended it.
+int statusOf(pid_t process);
 
 /// Replays a recording from standard input.
 Result replay(std::string_view recording, std::vector<std::string> options = {});

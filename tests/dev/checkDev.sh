@@ -27,6 +27,21 @@ fail() {
 [[ $("$folder/dev" run 2>/dev/null) == report ]] || fail "./dev run prints more than the report"
 [[ -z $("$folder/dev" build 2>/dev/null) ]] || fail "./dev build prints to standard output"
 
+# The reports are renewed as the test that compares them makes them: from standard input.
+mkdir -p "$folder/tests/irbmc/reports"
+echo recording >"$folder/examples/lab.jsonl"
+# shellcheck disable=SC2016
+printf '#!/bin/sh\necho "$@"\ncat\n' >"$folder/build/release/bin/irbmc"
+standIn "$folder/bin/git" difference
+[[ $("$folder/dev" golden 2>/dev/null) == difference ]] || fail "./dev golden shows no difference"
+for gateway in on off; do
+    for mplsTunnel in on off; do
+        toggles="--toggle OismGateway=$gateway --toggle OismMplsTunnel=$mplsTunnel"
+        diff <(printf 'replay %s -\nrecording\n' "$toggles") \
+            "$folder/tests/irbmc/reports/lab-gateway-$gateway-mplsTunnel-$mplsTunnel.txt"
+    done
+done
+
 refusal() { # refusal WORD...: what is said of a wrong command line, on standard error alone
     [[ -z $("$folder/dev" "$@" 2>/dev/null) ]] || fail "./dev $* prints to standard output"
     { "$folder/dev" "$@" >/dev/null; } 2>&1 && fail "./dev $* passes"

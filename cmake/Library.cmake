@@ -5,10 +5,17 @@ function(irbmc_hidden target)
   set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 endfunction()
 
-# irbmc_shared(TARGET MAP): a library with a versioned name, which shows of the marked names those
-# that its map lists. The 0 counts up when a program built against an older one would break.
+# irbmc_named(TARGET): the library's three names: lib.so for the linker, lib.so.0 for programs that
+# were linked, and the file itself, which tells its version. The 0 counts up when a program built
+# against an older one would break.
+function(irbmc_named target)
+  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
+endfunction()
+
+# irbmc_shared(TARGET MAP): a library which shows of the marked names those that its map lists.
 function(irbmc_shared target map)
-  set_target_properties(${target} PROPERTIES SOVERSION 0 INSTALL_RPATH "$ORIGIN"
+  irbmc_named(${target})
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN"
     LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${map})
   target_link_options(${target} PRIVATE
     LINKER:--version-script=${CMAKE_CURRENT_SOURCE_DIR}/${map})

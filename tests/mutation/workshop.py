@@ -30,7 +30,6 @@ class Workshop:
         self.object = folder / "mutant.o"
         self.multiplexed = folder / "multiplexed.cpp"
         self.choice = folder / "choice.o"
-        self.library = folder / "lib" / "libMembershipJoinStatusSm.so.0"
         self.tests = folder / "bin" / "pimMutantTest"
         self._build()
         self._copySources()
@@ -114,6 +113,8 @@ class Workshop:
         targets = ["pimTest", "differentialTest"]
         subprocess.run(["cmake", "--build", self.folder, "--target", *targets], check=True,
                        stdout=subprocess.DEVNULL)
+        # The file behind the library's names.
+        self.library = (self.folder / "lib" / "libMembershipJoinStatusSm.so.0").resolve()
         shutil.copyfile(self.library, self.library.with_suffix(".built"))
         commands = json.loads((self.folder / "compile_commands.json").read_text())
         prefix = str(self.root / "Pim") + "/"
@@ -162,7 +163,7 @@ class Workshop:
     def _link(self, file):
         """Links the tests and the library again, with the mutant in place of the original."""
         return self._linkOne("bin/pimTest", self.tests, file) and \
-            self._linkOne("lib/libMembershipJoinStatusSm.so.0", self.library, file)
+            self._linkOne("lib/" + self.library.name, self.library, file)
 
     def _linkOne(self, target, output, file):
         if target not in self.links:

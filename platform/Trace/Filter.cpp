@@ -42,7 +42,7 @@ void Filter::addCondition(std::string_view condition) {
         vrfs_.emplace_back(value);
     } else {
         throw std::invalid_argument("trace filter: '" + std::string(condition) +
-                                    "' is neither vlan=NUMBER nor vrf=NAME nor group=ADDRESS");
+                                    "' is neither vlan=0..65535 nor vrf=NAME nor group=ADDRESS");
     }
 }
 

@@ -116,7 +116,7 @@ TEST_P(NoMemory, EndsAReplayWithStatusTwoOneLineAndTheReportUpToThere) {
     const std::string file = folder.file("many.jsonl", recording);
     std::vector<std::string> arguments{"replay", file};
     arguments.insert(arguments.end(), GetParam().begin(), GetParam().end());
-    for (const rlim_t megabytes : {16, 40}) {
+    for (const rlim_t megabytes : {rlim_t{16}, rlim_t{40}}) {
         const Result result = runIrbmc(arguments, "", Limit{RLIMIT_AS, megabytes << 20});
         EXPECT_EQ(result.status, 2) << megabytes;
         EXPECT_THAT(result.err, StartsWith(file + ":")) << megabytes;

@@ -152,7 +152,7 @@ TEST(Trace, OfAReplayIsFilteredByWhatItsMessagesName) {
     EXPECT_THAT(replay(sbd, {"--trace", "2@vlan=100"}).out,
                 AllOf(HasSubstr(change + "100"), Not(HasSubstr(change + "200"))));
     EXPECT_THAT(refusalOf({"replay", "--trace", "8@port=swp1", "x"}),
-                StartsWith("irbmc: --trace: trace filter: 'port=swp1' is neither vlan=NUMBER"));
+                StartsWith("irbmc: --trace: trace filter: 'port=swp1' is neither vlan=0..65535"));
 }
 
 }  // namespace

@@ -17,7 +17,8 @@ namespace {
 /// A file in memory, for a stream of the command.
 class Stream {
   public:
-    explicit Stream(std::string_view content = "") : descriptor_(memfd_create("stream", MFD_CLOEXEC)) {
+    explicit Stream(std::string_view content = "")
+        : descriptor_(memfd_create("stream", MFD_CLOEXEC)) {
         EXPECT_EQ(::write(descriptor_, content.data(), content.size()),
                   static_cast<ssize_t>(content.size()));
         ::lseek(descriptor_, 0, SEEK_SET);

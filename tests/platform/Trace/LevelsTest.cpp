@@ -128,7 +128,7 @@ TEST(TraceSelection, ThatIsMalformedIsRefusedWithTheWrongPart) {
             Selection::parse(std::string("8@") + condition);
             FAIL() << condition;
         } catch (const std::invalid_argument& error) {
-            EXPECT_NE(std::string(error.what()).find("is neither vlan=NUMBER nor vrf=NAME nor "),
+            EXPECT_NE(std::string(error.what()).find("is neither vlan=0..65535 nor vrf=NAME nor "),
                       std::string::npos);
         }
     }

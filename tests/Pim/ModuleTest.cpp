@@ -3,6 +3,9 @@
 #include "MembershipJoinStatusSmFactory.h"
 #include "Pim/Fabric.h"
 
+/// What the runtime calls in a library that it loads.
+extern "C" void lumoModuleTypes();
+
 namespace Irb::Multicast::Ingress::Detail {
 namespace {
 
@@ -53,6 +56,11 @@ class Module : public Fabric {
         machine->typeData().call(*machine, operation, list);
     }
 };
+
+TEST(ModuleEntry, MakesTheTypeKnownByItsName) {
+    lumoModuleTypes();
+    EXPECT_EQ(TypeData::type(typeName), &MembershipJoinStatusSm::type());
+}
 
 TEST_F(Module, TheFactoryMakesAMachineThatReacts) {
     machine = inside(membershipJoinStatusSmFactory(Domain::mpls, membershipJoinStatus, pegDrStatus,

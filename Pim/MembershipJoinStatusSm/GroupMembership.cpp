@@ -49,8 +49,7 @@ void NestedSm_GroupMembership::notifierIs(const Lumo::Ptr<const Lumo::Node>& joi
 }
 
 void NestedSm_GroupMembership::followSources() {
-    // What a source leads to may let this tracker follow another record.
-    const auto groupJoin = notifier();
+    const auto groupJoin = notifier();  // held while it is walked
     if (!groupJoin) return;
     followAll(
         groupJoin->source(), sourceMembership_, [&](const auto& join) { sourceMembershipIs(join); },

@@ -52,8 +52,7 @@ void RixVlanMembership::notifierIs(const Lumo::Ptr<const Lumo::Node>& join) {
 }
 
 void RixVlanMembership::followGroups() {
-    // What a group leads to may let this tracker follow another record.
-    const auto vlanJoin = notifier();
+    const auto vlanJoin = notifier();  // held while it is walked
     if (!vlanJoin) return;
     followAll(
         vlanJoin->group(), groupMembership_, [&](const auto& join) { groupMembershipIs(join); },

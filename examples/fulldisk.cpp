@@ -62,7 +62,8 @@ int main() {
 
     longestFileIs(1);  // The disk is full.
     bool isReconciliationDue = false;
-    for (int host = 0; host < 10000; ++host) {
+    constexpr int hosts = 40000;
+    for (int host = 0; host < hosts; ++host) {
         const auto group = Lumo::make<Gmp::GroupMembershipJoin>(*Ondel::IpGenAddr::parse(
             "239.1." + std::to_string(host / 250) + "." + std::to_string(host % 250 + 1)));
         const auto source =
@@ -71,7 +72,7 @@ int main() {
         group->sourceIs(source);
         if (publish([&] { vlan->groupIs(group); })) isReconciliationDue = true;
     }
-    std::cout << "joins missing in the table: " << (memberships(*table) < 10000 ? "some" : "none")
+    std::cout << "joins missing in the table: " << (memberships(*table) < hosts ? "some" : "none")
               << '\n';
 
     longestFileIs(RLIM_INFINITY);  // Somebody made room. An agent tries from time to time.

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <ctime>
+#include <fstream>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -256,15 +257,17 @@ void followChanges(benchmark::State& state) {
 }
 
 /// The longest of all insertions while a store grows from nothing, and the 99.9th percentile.
-template <class Store>
-void longest(benchmark::State& state) {
+/// @param keysFor gives, for the directory of the store, what gives the key of a number
+template <class Store, class KeysFor>
+void longestOf(benchmark::State& state, KeysFor keysFor) {
     const std::uint64_t count = countOf(state);
     std::vector<double> took(count);
     for (auto _ : state) {
         const SharedDirectory directory;
         Store store(directory.path(), count);
+        const auto keys = keysFor(directory.path());
         for (std::uint64_t i = 0; i < count; ++i) {
-            const RouteIntfKey key = keyOf(i);
+            const RouteIntfKey key = keys(i);
             const auto begin = Clock::now();
             store.put({key, modeOf(key, 0)});
             took[i] = std::chrono::duration<double>(Clock::now() - begin).count();
@@ -275,6 +278,23 @@ void longest(benchmark::State& state) {
         state.counters["over_1ms"] =
             static_cast<double>(took.end() - std::upper_bound(took.begin(), took.end(), 1e-3));
     }
+}
+
+template <class Store>
+void longest(benchmark::State& state) {
+    longestOf<Store>(state, [](const std::filesystem::path&) { return keyOf; });
+}
+
+/// The same for sources that a host chose, who knows the table's seeds, so that all have one hash.
+void longestOfOneHash(benchmark::State& state) {
+    longestOf<OurTable>(state, [](const std::filesystem::path& directory) {
+        Storage::Header header{};
+        std::ifstream(directory / "table", std::ios::binary)
+            .read(reinterpret_cast<char*>(&header), sizeof header);
+        return [seed = header.hashSeed[0]](std::uint64_t number) {
+            return keyOfOneHash(seed, number);
+        };
+    });
 }
 
 /// What a reader of a store does without pause until it is killed.
@@ -394,6 +414,8 @@ int main(int argc, char** argv) {
         add("hit, one at a time/reader", readerHit, {count});
         add("iterate/reader", readerIterate, {count});
         add("follow changes/table", followChanges, {count});
+        add("longest insertion of one hash/table", longestOfOneHash, {count},
+            benchmark::kMicrosecond);
         addStore<LmdbStore>(count);
         addStore<BoostStore>(count);
         addReaders<Floor, Floor>(count);

@@ -39,6 +39,18 @@ inline RouteIntfKey keyOf(std::uint64_t number) {
     return {Ondel::VlanIntfId::vlanIdToIntfId(vlan), {ipv4, source}, {ipv4, group}};
 }
 
+/// A key of an IPv6 source of which half cancels the other half in the table's hash: all numbers
+/// below 2^32 give one hash.
+/// @param seed the first of the table's seeds
+inline RouteIntfKey keyOfOneHash(std::uint64_t seed, std::uint64_t number) {
+    const std::uint64_t low = 0x1000 + number;
+    Ondel::IpGenAddr::Bytes source{};
+    std::memcpy(source.data(), &seed, sizeof seed);
+    std::memcpy(source.data() + sizeof seed, &low, sizeof low);
+    const auto ipv6 = Ondel::IpGenAddr::Family::ipv6;
+    return {Ondel::VlanIntfId::vlanIdToIntfId(10), {ipv6, source}, {ipv6, {0xff, 0x0e}}};
+}
+
 /// The filter mode that the key's membership has after `round` overwrites of all.
 inline FilterMode modeOf(const RouteIntfKey& key, unsigned round) {
     return static_cast<FilterMode>((key.source.bytes()[0] + round) & 1);

@@ -60,14 +60,14 @@ TEST(Reconciliation, MendsWhatAFailingTraceLeftUndone) {
         [](Life&) { Trace::textSinkIs([](const Trace::TextRecord&) {}); });
 }
 
-/// While it lives, no file of this process can grow.
+/// While it lives, no file of this process can grow beyond that length.
 class FullDisk {
   public:
-    FullDisk() {
+    explicit FullDisk(rlim_t longest) {
         std::signal(SIGXFSZ, SIG_IGN);
         getrlimit(RLIMIT_FSIZE, &before_);
         rlimit none = before_;
-        none.rlim_cur = 1;
+        none.rlim_cur = longest;
         setrlimit(RLIMIT_FSIZE, &none);
     }
     FullDisk(const FullDisk&) = delete;
@@ -110,12 +110,16 @@ class Reconcile : public TwoJoins {
 
 TEST_F(Reconcile, OfATableThatFoundNoRoomWritesWhatWasLostOnceThereIsSome) {
     const TableDirectory directory;
-    gmpStatusLocalColl = Routing::Gmp::Tessel::StatusColl::open(directory.path());
+    {
+        // A table that is made with little room is small.
+        const FullDisk full(5 << 19);
+        gmpStatusLocalColl = Routing::Gmp::Tessel::StatusColl::open(directory.path(), {}, {64});
+    }
     for (unsigned vlanId = 10; vlanId < 30; ++vlanId)
         bind(("vlan" + std::to_string(vlanId)).c_str(), vlanId % 2 == 0 ? "red" : "blue");
     start();
     {
-        const FullDisk full;
+        const FullDisk full(1);
         EXPECT_GT(joinMany(), 1000u);
         EXPECT_THROW(machine->reconcile(), std::system_error);
     }

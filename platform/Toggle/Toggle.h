@@ -10,7 +10,8 @@
 namespace Toggle {
 
 /// The directory of the toggle files: what toggleDirectoryIs said last, else the environment
-/// variable IRBMC_TOGGLE_DIR, else /etc/irbmc/toggles.
+/// variable IRBMC_TOGGLE_DIR, else /etc/irbmc/toggles. "/dev/null" stands for none: no file is
+/// read.
 RIX_EXPORT std::string toggleDirectory();
 /// The empty text goes back to the environment and the default.
 RIX_EXPORT void toggleDirectoryIs(std::string directory);

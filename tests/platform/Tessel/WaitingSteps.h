@@ -32,8 +32,10 @@ struct Memory {
     alignas(64) std::atomic<std::uint64_t> asked{0};
     alignas(64) std::atomic<std::uint64_t> changes{0};
     alignas(64) std::atomic<std::uint32_t> wakes{0};
-    /// When the last change was made, as the clock counts.
-    alignas(64) std::atomic<Clock::rep> changedAt{0};
+    /// The last change of which the writer has told, and when he had, as the clock counts: one that
+    /// he was held up over is no reader's to know.
+    alignas(64) std::atomic<std::uint64_t> told{0};
+    std::atomic<Clock::rep> toldAt{0};
     /// What each of the two readers knows; UINT64_MAX when it has waited often enough.
     std::atomic<std::uint64_t> known[2] = {0, 0};
     alignas(64) std::atomic<std::uint64_t> waits{0};
@@ -116,9 +118,10 @@ class ReaderSteps {
             syscall(SYS_futex, &memory_.wakes, FUTEX_WAIT, static_cast<std::uint32_t>(wakes), &left,
                     nullptr, 0) != 0 &&
             errno == ETIMEDOUT;
-        const auto age = Clock::now().time_since_epoch().count() - memory_.changedAt.load();
+        const bool isTold = memory_.told.load() > seen_;
+        const auto age = Clock::now().time_since_epoch().count() - memory_.toldAt.load();
         // A change that comes just when the sleep ends anyway is not lost.
-        if (isFull && isSleptOut && memory_.changes.load() != seen_ &&
+        if (isFull && isSleptOut && isTold &&
             Clock::duration(age) > std::chrono::milliseconds(100)) {
             ++memory_.lost;
         }
@@ -156,9 +159,10 @@ inline void makeChanges(Memory& memory, std::uint64_t seed) {
         return memory.known[0] < count || memory.known[1] < count;
     };
     while (isBehind(UINT64_MAX)) {
-        memory.changedAt = Clock::now().time_since_epoch().count();
         memory.changes.store(++changes, std::memory_order_release);
         waker.changed(steps, changes);
+        memory.toldAt = Clock::now().time_since_epoch().count();
+        memory.told = changes;
         // Half of the changes meet readers that sleep, or are about to.
         while (delays.coin() && isBehind(changes))
             std::this_thread::yield();

@@ -32,12 +32,12 @@ struct Memory {
     alignas(64) std::atomic<std::uint64_t> asked{0};
     alignas(64) std::atomic<std::uint64_t> changes{0};
     alignas(64) std::atomic<std::uint32_t> wakes{0};
-    /// The last change of which the writer has told, and when he had, as the clock counts: one that
-    /// he was held up over is no reader's to know.
-    alignas(64) std::atomic<std::uint64_t> told{0};
-    std::atomic<Clock::rep> toldAt{0};
     /// What each of the two readers knows; UINT64_MAX when it has waited often enough.
-    std::atomic<std::uint64_t> known[2] = {0, 0};
+    alignas(64) std::atomic<std::uint64_t> known[2] = {0, 0};
+    /// The last that each knew when there was more and the writer had told so, and when that was,
+    /// as the clock counts. A writer who is held up ahead of that makes nobody sleep too long.
+    std::atomic<std::uint64_t> told[2] = {UINT64_MAX, UINT64_MAX};
+    std::atomic<Clock::rep> toldAt[2] = {0, 0};
     alignas(64) std::atomic<std::uint64_t> waits{0};
     std::atomic<std::uint64_t> sleeps{0};
     std::atomic<std::uint64_t> lost{0};
@@ -92,8 +92,8 @@ class WriterSteps {
 
 class ReaderSteps {
   public:
-    ReaderSteps(Memory& memory, Delays& delays, std::uint64_t seen)
-        : memory_(memory), delays_(delays), seen_(seen) {}
+    ReaderSteps(Memory& memory, Delays& delays, int reader, std::uint64_t seen)
+        : memory_(memory), delays_(delays), reader_(reader), seen_(seen) {}
 
     std::uint64_t wakes() {
         delays_.maybe();
@@ -118,8 +118,8 @@ class ReaderSteps {
             syscall(SYS_futex, &memory_.wakes, FUTEX_WAIT, static_cast<std::uint32_t>(wakes), &left,
                     nullptr, 0) != 0 &&
             errno == ETIMEDOUT;
-        const bool isTold = memory_.told.load() > seen_;
-        const auto age = Clock::now().time_since_epoch().count() - memory_.toldAt.load();
+        const bool isTold = memory_.told[reader_].load() == seen_;
+        const auto age = Clock::now().time_since_epoch().count() - memory_.toldAt[reader_].load();
         // A change that comes just when the sleep ends anyway is not lost.
         if (isFull && isSleptOut && isTold &&
             Clock::duration(age) > std::chrono::milliseconds(100)) {
@@ -131,6 +131,7 @@ class ReaderSteps {
   private:
     Memory& memory_;
     Delays& delays_;
+    int reader_;
     std::uint64_t seen_;
 };
 
@@ -142,7 +143,7 @@ inline void readChanges(Memory& memory, int reader, std::uint64_t seed, std::uin
          seen = memory.changes.load(), ++memory.waits) {
         memory.known[reader] = seen;
         Waiter waiter(seen);
-        ReaderSteps steps(memory, delays, seen);
+        ReaderSteps steps(memory, delays, reader, seen);
         while (memory.changes.load() == seen)
             waiter.sleep(steps);
     }
@@ -161,8 +162,12 @@ inline void makeChanges(Memory& memory, std::uint64_t seed) {
     while (isBehind(UINT64_MAX)) {
         memory.changes.store(++changes, std::memory_order_release);
         waker.changed(steps, changes);
-        memory.toldAt = Clock::now().time_since_epoch().count();
-        memory.told = changes;
+        for (const int reader : {0, 1}) {
+            const std::uint64_t known = memory.known[reader];
+            if (known >= changes || known == memory.told[reader]) continue;
+            memory.toldAt[reader] = Clock::now().time_since_epoch().count();
+            memory.told[reader] = known;
+        }
         // Half of the changes meet readers that sleep, or are about to.
         while (delays.coin() && isBehind(changes))
             std::this_thread::yield();

@@ -14,8 +14,8 @@ namespace {
 
 /// With fewer live records than this, of 8, a full segment is only rid of removed ones.
 constexpr std::uint32_t sparseEighths = 5;
-/// A small segment that gets room gets so much: twice as much would move each record twice as
-/// often.
+/// A small segment that gets room gets so much: with twice as much, records would move
+/// three times as often.
 constexpr PageNumber growthFactor = 4;
 /// A segment that is split has at least this many directory entries, so that the two halves can be
 /// unequal. If all halves were equal, all segments would fill up, and split, at the same time, and

@@ -12,6 +12,8 @@
 #include "Operation.h"
 #include "Rix/CorruptionError.h"
 #include "Rix/FileDescriptor.h"
+#include "Routing/Gmp/Tessel/Storage/Format.h"
+#include "Routing/Gmp/Tessel/TableOptions.h"
 #include "Run.h"
 #include "Witness.h"
 #include "platform/Tessel/Process.h"
@@ -20,9 +22,10 @@ namespace Tessel::Attack {
 
 namespace {
 
+namespace Storage = Routing::Gmp::Tessel::Storage;
 using namespace std::chrono_literals;
+using Storage::pageBytes;
 
-constexpr std::size_t pageBytes = 4096;
 constexpr std::uint32_t series = 900;
 
 /// Numbers of three kinds: always there; written and removed all the time; removed for good before
@@ -63,9 +66,9 @@ class Memory {
 
     std::size_t pages() const { return bytes_ / pageBytes; }
     unsigned char* page(std::size_t number) const { return memory_ + number * pageBytes; }
-    bool isBlank(std::size_t number) const {
-        return std::all_of(page(number), page(number) + pageBytes,
-                           [](unsigned char byte) { return byte == 0; });
+    bool isBlank(std::size_t page, std::size_t offset = 0, std::size_t bytes = pageBytes) const {
+        const unsigned char* const first = this->page(page) + offset;
+        return std::all_of(first, first + bytes, [](unsigned char byte) { return byte == 0; });
     }
 
   private:
@@ -73,40 +76,45 @@ class Memory {
     unsigned char* memory_;
 };
 
-/// One way to damage a page; `old` is what the page held a while ago.
 using Page = std::array<unsigned char, pageBytes>;
+
+/// Where damage is done.
+struct Place {
+    unsigned char* page;
+    std::size_t word;  ///< the offset of one that is not blank
+    const Page& old;   ///< what the page held a while ago
+};
 struct Way {
     const char* name;
-    void (*damage)(unsigned char* page, const Page& old, Test::Random& random);
+    void (*damage)(const Place& place, Test::Random& random);
 };
 
-void flipBit(unsigned char* page, std::uint32_t bit) {
-    page[bit / 8] = static_cast<unsigned char>(page[bit / 8] ^ 1u << bit % 8);
+void flipBit(const Place& place, std::uint32_t bit) {
+    unsigned char& byte = place.page[place.word + bit / 8];
+    byte = static_cast<unsigned char>(byte ^ 1u << bit % 8);
 }
 
 constexpr Way ways[] = {
-    {"a bit flipped", [](unsigned char* page, const Page&,
-                         Test::Random& random) { flipBit(page, random.below(pageBytes * 8)); }},
+    {"a bit flipped",
+     [](const Place& place, Test::Random& random) { flipBit(place, random.below(64)); }},
     {"two bits of a byte flipped",
-     [](unsigned char* page, const Page&, Test::Random& random) {
-         const std::uint32_t bit = random.below(pageBytes * 8);
-         flipBit(page, bit);
-         flipBit(page, bit / 8 * 8 + (bit + 1 + random.below(7)) % 8);
+     [](const Place& place, Test::Random& random) {
+         const std::uint32_t bit = random.below(64);
+         flipBit(place, bit);
+         flipBit(place, bit / 8 * 8 + (bit + 1 + random.below(7)) % 8);
      }},
     {"a word zeroed",
-     [](unsigned char* page, const Page&, Test::Random& random) {
-         std::fill_n(page + 8 * random.below(512), 8, 0);
-     }},
-    {"a line zeroed",
-     [](unsigned char* page, const Page&, Test::Random& random) {
-         std::fill_n(page + 64 * random.below(64), 64, 0);
-     }},
+     [](const Place& place, Test::Random&) { std::fill_n(place.page + place.word, 8, 0); }},
+    {"a line zeroed", [](const Place& place,
+                         Test::Random&) { std::fill_n(place.page + place.word / 64 * 64, 64, 0); }},
     {"a page of ones",
-     [](unsigned char* page, const Page&, Test::Random&) { std::fill_n(page, pageBytes, 0xff); }},
+     [](const Place& place, Test::Random&) { std::fill_n(place.page, pageBytes, 0xff); }},
     {"a page zeroed",
-     [](unsigned char* page, const Page&, Test::Random&) { std::fill_n(page, pageBytes, 0); }},
-    {"an old copy of a page", [](unsigned char* page, const Page& old,
-                                 Test::Random&) { std::copy(old.begin(), old.end(), page); }},
+     [](const Place& place, Test::Random&) { std::fill_n(place.page, pageBytes, 0); }},
+    {"an old copy of a page",
+     [](const Place& place, Test::Random&) {
+         std::copy(place.old.begin(), place.old.end(), place.page);
+     }},
 };
 
 /// Everything that the damage is done to.
@@ -220,11 +228,13 @@ void read(const std::filesystem::path& directory, Round& round) {
 }
 
 /// Waits until the writer and the reader have both gone on since.
-void waitForBoth(const Round& round) {
+void waitForBoth(const Round& round, const Test::Process& writer, const Test::Process& reader) {
     const std::uint64_t writes = round.writes + 500;
     const std::uint64_t walks = round.walks + 2;
     const auto limit = Clock::now() + 20s;
     while ((round.writes < writes || round.walks < walks) && !round.witness.isWrong()) {
+        promise(!writer.hasEnded() || round.witness.isWrong(), "the writer died");
+        promise(!reader.hasEnded() || round.witness.isWrong(), "a reader died");
         promise(Clock::now() < limit,
                 round.writes < writes ? "the writer hangs" : "the reader hangs");
         std::this_thread::sleep_for(200us);
@@ -247,12 +257,26 @@ void startAgain(const std::filesystem::path& directory, Round& round, bool isHea
     }
 }
 
+/// A page that is not blank. Few are not of the change log, and those lead to everything else.
 std::size_t pageToDamage(const Memory& memory, Test::Random& random) {
-    for (int tries = 0; tries < 1000; ++tries) {
+    const Storage::PageNumber behindLog =
+        Storage::Dimensions{Routing::Gmp::Tessel::TableOptions{}.logEntries}.statusPage();
+    const bool isInLog = random.below(4) == 0;
+    for (int tries = 0; tries < 100000; ++tries) {
         const std::size_t page = random.below(static_cast<std::uint32_t>(memory.pages()));
-        if (!memory.isBlank(page)) return page;
+        if ((Storage::logPage <= page && page < behindLog) == isInLog && !memory.isBlank(page)) {
+            return page;
+        }
     }
     return 0;
+}
+
+std::size_t wordToDamage(const Memory& memory, std::size_t page, Test::Random& random) {
+    std::size_t word = 0;
+    do {
+        word = 8 * random.below(pageBytes / 8);
+    } while (memory.isBlank(page, word, 8));
+    return word;
 }
 
 void damageOnce(Run& run, const std::filesystem::path& directory, std::uint64_t seed) {
@@ -267,20 +291,21 @@ void damageOnce(Run& run, const std::filesystem::path& directory, std::uint64_t 
     const Test::Shared<Round> round;
     Test::Process writer([&] { write(directory, *round, seed); });
     Test::Process reader([&] { read(directory, *round); });
-    waitForBoth(*round);
+    waitForBoth(*round, writer, reader);
     promise(round->told == 0 && round->wrong == 0, "a sound table is called damaged");
     const Memory memory(directory / "table");
     const std::size_t page = pageToDamage(memory, random);
+    const std::size_t word = wordToDamage(memory, page, random);
     const Way& way = ways[random.below(std::size(ways))];
     Page old;
     std::copy_n(memory.page(page), pageBytes, old.begin());
-    waitForBoth(*round);
+    waitForBoth(*round, writer, reader);
 
-    const std::string what = std::string(way.name) + " in page " + std::to_string(page) +
-                             " (round " + std::to_string(seed) + "): ";
+    const std::string what = std::string(way.name) + " in page " + std::to_string(page) + " at " +
+                             std::to_string(word) + " (round " + std::to_string(seed) + "): ";
     try {
-        way.damage(memory.page(page), old, random);
-        waitForBoth(*round);
+        way.damage({memory.page(page), word, old}, random);
+        waitForBoth(*round, writer, reader);
         round->isOver = true;
         promise(writer.endedWell(), "the writer died");
         promise(reader.endedWell(), "a reader died");

@@ -59,6 +59,12 @@ class Process {
     }
 
     pid_t pid() const { return pid_; }
+    /// Whether it ended already, which wait() then tells more of.
+    bool hasEnded() const {
+        siginfo_t end{};
+        return waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+               end.si_pid != 0;
+    }
     void signal(int number) const { ::kill(pid_, number); }
     void kill() {
         signal(SIGKILL);

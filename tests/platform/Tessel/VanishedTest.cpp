@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <utility>
 
 #include "Fixture.h"
 #include "Routing/Gmp/Tessel/Storage/GroupTags.h"
@@ -90,6 +91,19 @@ TEST_F(Vanished, AControlPageIsFound) {
 TEST_F(Vanished, APageOfStatusEntriesIsFound) {
     zero(entry());
     expectFound();
+}
+
+TEST_F(Vanished, AnyWordOfAStatusEntryIsFound) {
+    for (std::size_t word = 0; word < sizeof(Storage::StatusEntry) / 8; ++word) {
+        if (entry()[word] == 0) continue;
+        const std::uint64_t before = std::exchange(entry()[word], 0);
+        EXPECT_TRUE(isFoundByTheCheck()) << word;
+        EXPECT_TRUE(isFoundByAReader()) << word;
+        auto status = TableReader(directory.path()).status(vrf("red"));
+        EXPECT_FALSE(status && status->membership(numberedKey(1)).damage.empty()) << word;
+        entry()[word] = before;
+    }
+    EXPECT_FALSE(isFoundByTheCheck());
 }
 
 TEST_F(Vanished, ADirectoryIsFound) {

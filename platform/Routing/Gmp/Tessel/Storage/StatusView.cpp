@@ -73,7 +73,7 @@ bool StatusView::refresh(std::string& problem) {
         const PageNumber pages = file_->currentPages();
         const std::string what =
             directory_.load(*file_, header_.dimensions.firstPages(), pages, root, identity_.id);
-        root_ = 0;
+        root_.reset();
         if (entry_->root.load(std::memory_order_acquire) != root) continue;
         if (what.empty()) {
             root_ = root;
@@ -96,7 +96,7 @@ ConstSegment StatusView::segment(Directory::Extent extent) const {
 StatusView::ReadSegment StatusView::segment(const Directory::Position& position) const {
     Directory::Step step = directory_.step(position);
     const auto* const guards = reinterpret_cast<const GuardPair*>(
-        file_->page(static_cast<PageNumber>(root_)) + guardsOffset_);
+        file_->page(static_cast<PageNumber>(*root_)) + guardsOffset_);
     const Directory::Entry entry = step.spot.entry;
     return {std::move(step), segment(entry.extent()), guards + entry.segment()};
 }
@@ -176,8 +176,8 @@ std::uint32_t StatusView::readGroups(const ReadSegment& segment,
 // --- checking -----------------------------------------------------------------------------------
 
 std::vector<Directory::Extent> StatusView::extents() const {
-    if (root_ == 0) return {};
-    std::vector<Directory::Extent> all{{static_cast<PageNumber>(root_), directory_.pages()}};
+    if (!root_) return {};
+    std::vector<Directory::Extent> all{{static_cast<PageNumber>(*root_), directory_.pages()}};
     for (Directory::Position at{0}; !at.empty();) {
         Directory::Step step = directory_.step(at);
         all.push_back(step.spot.entry.extent());

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -85,7 +86,7 @@ class StatusView {
     const StatusEntry* entry_;
     StatusIdentity identity_;
     std::uint32_t checksum_;
-    std::uint64_t root_ = 0;  ///< the root that the directory was read from; 0 for none yet
+    std::optional<std::uint64_t> root_;  ///< what the directory was read from, if it was
     Directory directory_;
     std::size_t guardsOffset_ = 0;
 };

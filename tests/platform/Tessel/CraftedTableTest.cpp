@@ -28,8 +28,8 @@ TEST_F(CraftedTable, WithRoomForAnotherNumberOfStatusesIsRefused) {
 }
 
 TEST_F(CraftedTable, OfAnObsoleteVersionWithADamagedHeaderIsRefusedAndNotReplaced) {
-    craft().word(1) ^= std::uint64_t{Storage::formatVersion ^ 1} << 32;
-    EXPECT_EQ(refusal(), "is a GMP status table of version 1, not 2");
+    craft().word(1) ^= std::uint64_t{Storage::formatVersion ^ 1u} << 32;
+    EXPECT_EQ(refusal(), "is a GMP status table of version 1, not 3");
 }
 
 TEST_F(CraftedTable, WithTheLastIdentifierUsedTakesNoMoreStatuses) {

@@ -116,7 +116,7 @@ TEST_F(GmpTableFile, IsRefusedWhenItIsOfAnotherVersion) {
     std::string bytes = content();
     bytes[12] = 7;
     contentIs(bytes);
-    expectRefused("of version 7, not 2");
+    expectRefused("of version 7, not 3");
 }
 
 TEST_F(GmpTableFile, IsRefusedWhenItsHeaderIsDamaged) {

@@ -96,7 +96,7 @@ class Table:
         if header[:8] != b"GMPTABLE":
             raise Damage("not a table")
         mark, version, page, log = struct.unpack_from("<4I", header, 8)
-        if (mark, version, page) != (0x01020304, 2, PAGE):
+        if (mark, version, page) != (0x01020304, 3, PAGE):
             raise Damage("another version")
         if struct.unpack_from("<I", header, 76)[0] != checksum(header[:76] + bytes(4)):
             raise Damage("header")
@@ -231,7 +231,7 @@ class Segment:
                 found = self.read(place)
                 if found:
                     state = self.status.table.word(self.records + place * 48 + 40)
-                    total += fold(state, 0x9E3779B97F4A7C15)
+                    total += fold(state ^ tag << 33, 0x9E3779B97F4A7C15)
                     yield found
         current, next_ = struct.unpack_from("<2Q", self.status.table.data, self.guard)
         check_sum(total, current, next_, "segment")

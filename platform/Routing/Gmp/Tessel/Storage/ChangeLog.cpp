@@ -34,9 +34,9 @@ std::optional<LoggedChange> read(const LogEntry& entry, std::uint64_t number) {
                        entry.group[1].load(std::memory_order_acquire), intf & 0xffffffffffff};
     const std::uint64_t outcome = entry.outcome.load(std::memory_order_acquire);
     if (entry.number.load(std::memory_order_relaxed) != number) return std::nullopt;
-    const std::uint64_t words[] = {number, statusId, intf,   key[0],
-                                   key[1], key[2],   key[3], outcome & ~std::uint64_t{0xffffffff}};
-    if (checksum(0xffffffff, words, 8) != static_cast<std::uint32_t>(outcome)) return std::nullopt;
+    const std::uint32_t sum = checksum(0xffffffff, number, statusId, intf, key[0], key[1], key[2],
+                                       key[3], outcome & ~std::uint64_t{0xffffffff});
+    if (sum != static_cast<std::uint32_t>(outcome)) return std::nullopt;
     const auto byte = [&](unsigned shift) { return static_cast<std::uint8_t>(outcome >> shift); };
     const auto kind = static_cast<ChangeKind>(byte(32));
     if (!arePossible(kind, key, byte(40), byte(48))) return std::nullopt;

@@ -33,6 +33,7 @@ class ChangeLogWriter {
 
     /// Logs a change that took effect, for readers that ask what changed.
     void append(const LoggedChange& change) {
+        const std::uint64_t number = count_ + 1;
         LogEntry& entry = ring_[count_ & mask_];
         // The ring is longer than a cache is: entries to come are fetched in time.
         __builtin_prefetch(&ring_[(count_ + 4) & mask_], 1);
@@ -48,12 +49,12 @@ class ChangeLogWriter {
                                       std::uint64_t{static_cast<std::uint8_t>(change.before)}
                                           << 40 |
                                       std::uint64_t{static_cast<std::uint8_t>(change.after)} << 48;
-        ++count_;
-        const std::uint64_t words[] = {count_,        change.statusId, intf,          change.key[0],
-                                       change.key[1], change.key[2],   change.key[3], outcome};
-        entry.outcome.store(outcome | checksum(0xffffffff, words, 8), std::memory_order_release);
-        entry.number.store(count_, std::memory_order_release);
-        control_.changes.store(count_, std::memory_order_release);
+        const std::uint32_t sum = checksum(0xffffffff, number, change.statusId, intf, change.key[0],
+                                           change.key[1], change.key[2], change.key[3], outcome);
+        entry.outcome.store(outcome | sum, std::memory_order_release);
+        entry.number.store(number, std::memory_order_release);
+        control_.changes.store(number, std::memory_order_release);
+        count_ = number;
     }
     /// The number of changes ever logged.
     std::uint64_t count() const { return count_; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 
@@ -30,16 +31,21 @@ inline std::uint32_t checksum(std::uint32_t crc, const std::uint64_t* words,
     return portableChecksum(crc, words, count);
 }
 
-/// The same of one word, which need not lie in memory.
-inline std::uint32_t checksum(std::uint32_t crc, std::uint64_t word) noexcept {
+/// The same of words that need not lie in memory.
+template <std::convertible_to<std::uint64_t>... Words>
+inline std::uint32_t checksum(std::uint32_t crc, Words... words) noexcept {
 #if defined(__x86_64__)
     if (hasChecksumInstruction) {
         std::uint64_t wide = crc;
-        asm("crc32q %1, %0" : "+r"(wide) : "r"(word));
+        const auto add = [&](std::uint64_t word) {
+            asm("crc32q %1, %0" : "+r"(wide) : "rm"(word));
+        };
+        (add(words), ...);
         return static_cast<std::uint32_t>(wide);
     }
 #endif
-    return portableChecksum(crc, &word, 1);
+    const std::uint64_t all[] = {words...};
+    return portableChecksum(crc, all, sizeof...(words));
 }
 
 }  // namespace Routing::Gmp::Tessel::Storage

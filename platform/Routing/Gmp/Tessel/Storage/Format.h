@@ -48,7 +48,7 @@ struct GuardPair {
 
 constexpr std::uint64_t headerMagic = 0x454c4241'54504d47;  // "GMPTABLE" in memory
 constexpr std::uint32_t byteOrderMark = 0x01020304;
-constexpr std::uint32_t formatVersion = 2;
+constexpr std::uint32_t formatVersion = 3;
 
 struct Header {
     std::uint64_t magic;

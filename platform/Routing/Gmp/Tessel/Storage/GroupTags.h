@@ -26,8 +26,9 @@ inline std::uint64_t sealedTags(std::uint64_t tags, std::uint32_t salt) {
     const std::uint64_t sum = checksum(salt, std::rotl(tags, 31));
     return tags | ((sum ^ sum << 31) & tagChecksumBits) | std::uint64_t{1} << 63;
 }
-inline bool isSoundTagWord(std::uint64_t word, std::uint32_t salt) {
-    return sealedTags(word & tagBits, salt) == word;
+/// The bits in which a tag word is not as its tags say; 0 if it is sound.
+inline std::uint64_t unsoundBits(std::uint64_t word, std::uint32_t salt) {
+    return sealedTags(word & tagBits, salt) ^ word;
 }
 
 /// The seven bits of a hash that its record's tag shows. Never a tag that means "free".
@@ -73,9 +74,14 @@ class GroupTags {
 
     /// Whether this is what the writer put there. If not, no other answer can be relied on.
     bool isSound() const {
-        return isSoundTagWord(half_[0], salt_) && isSoundTagWord(half_[1], salt_ + 1);
+        return (unsoundBits(half_[0], salt_) | unsoundBits(half_[1], salt_ + 1)) == 0;
     }
 
+    /// The tag of one place, 0..13.
+    std::uint8_t tag(std::uint32_t place) const {
+        const std::uint64_t word = half_[place / wordPlaces] & tagBits;
+        return static_cast<std::uint8_t>(word >> (place % wordPlaces * 8));
+    }
     Places equal(std::uint8_t tag) const {
         const std::uint64_t pattern = everyTag(tag);
         return {equalBytes(half_[0], pattern), equalBytes(half_[1], pattern)};

@@ -20,9 +20,11 @@ class Guard {
     /// @param salt another one for each part, so that no guard passes for another's
     static Guard empty(std::uint32_t salt) { return Guard(std::uint64_t{1} << 32 | salt); }
 
-    /// What a live record adds to its segment's sum.
-    static std::uint32_t shareOf(RecordState state) {
-        return static_cast<std::uint32_t>(foldedProduct(state.word(), 0x9e3779b97f4a7c15));
+    /// What a live record adds to its segment's sum: under another tag nobody would find it.
+    static std::uint32_t shareOf(RecordState state, std::uint8_t tag) {
+        // These bits of a live record's state are 0.
+        const std::uint64_t word = state.word() ^ std::uint64_t{tag} << 33;
+        return static_cast<std::uint32_t>(foldedProduct(word, 0x9e3779b97f4a7c15));
     }
     /// What a status adds to the table's.
     static std::uint32_t shareOf(std::uint64_t statusId, std::uint64_t root, std::uint16_t place) {

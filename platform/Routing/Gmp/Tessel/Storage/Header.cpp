@@ -93,10 +93,10 @@ CheckedHeader checkedHeader(const TableFile& file) {
 }
 
 bool isObsoleteTable(const TableFile& file) {
-    constexpr std::uint32_t obsoleteVersion = 1;
     const Header header = headerOf(file);
     return header.magic == headerMagic && header.byteOrder == byteOrderMark &&
-           header.version == obsoleteVersion && header.checksum == headerChecksum(header);
+           header.version != 0 && header.version < formatVersion &&
+           header.checksum == headerChecksum(header);
 }
 
 }  // namespace Routing::Gmp::Tessel::Storage

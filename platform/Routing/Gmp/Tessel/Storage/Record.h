@@ -136,7 +136,7 @@ class RecordState {
     static constexpr std::uint64_t checksumMask = 0xffffffff;
 
     std::uint32_t liveChecksum(const KeyWords& key, std::uint32_t statusChecksum) const {
-        return checksum(checksum(statusChecksum, key.data(), key.size()), word_);
+        return checksum(statusChecksum, key[0], key[1], key[2], key[3], key[4], word_);
     }
 
     std::uint64_t word_ = 0;

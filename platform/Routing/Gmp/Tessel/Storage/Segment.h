@@ -60,7 +60,8 @@ class SegmentView {
         tagWords()[number].store(sealedTags(tags, salt_ + number), std::memory_order_release);
     }
     bool isSoundWord(std::uint32_t number) const {
-        return isSoundTagWord(tagWords()[number].load(std::memory_order_acquire), salt_ + number);
+        const std::uint64_t word = tagWords()[number].load(std::memory_order_acquire);
+        return unsoundBits(word, salt_ + number) == 0;
     }
 
     Like<Record>& record(std::uint32_t place) const {
@@ -186,29 +187,19 @@ inline bool isLiveRecordOf(const Record& record, RecordState state, const KeyWor
            RecordState(record.state.load(std::memory_order_acquire)) == state;
 }
 
-/// Searches a segment for a key. A miss is answered from the tags alone.
+/// searchSegment, from its beginning, whatever is on the way.
 template <class Memory>
-SearchResult searchSegment(const SegmentView<Memory> segment, const KeyWords& key,
-                           std::uint64_t hash, std::uint32_t statusChecksum) {
+[[gnu::noinline]] SearchResult searchGroups(SegmentView<Memory> segment, const KeyWords& key,
+                                            std::uint64_t hash, std::uint32_t statusChecksum) {
     const std::uint8_t wanted = tagOf(hash);
     SearchResult result;
-    const std::uint32_t home = segment.homePlace(hash);
-    // Most records are at their home: they arrive together with the tags.
-    const Record& likely = segment.record(home);
-    __builtin_prefetch(&likely.source);
-    __builtin_prefetch(&likely.state);
-    std::uint32_t group = home / groupPlaces;
+    std::uint32_t group = segment.homePlace(hash) / groupPlaces;
     for (std::uint32_t visited = 0; visited < segment.groups(); ++visited) {
         const GroupTags tags = segment.tags(group);
         for (auto places = tags.equal(wanted); places.any(); places.dropFirst()) {
             const std::uint32_t place = group * groupPlaces + places.first();
-            const Record& record = segment.record(place);
-            const RecordState state(record.state.load(std::memory_order_acquire));
-            if (isLiveRecordOf(record, state, key, statusChecksum)) {
-                return {SearchResult::Kind::live, place, state};
-            }
-            // Another key of this tag, or one that is being written, or damage.
-            const FoundRecord found = rereadRecord(segment, place, statusChecksum);
+            // Another key may have this tag; or it is being written, or damaged.
+            const FoundRecord found = readRecord(segment, place, statusChecksum);
             if (found.kind == FoundRecord::Kind::live && found.key == key) {
                 return {SearchResult::Kind::live, place, found.state};
             }
@@ -223,6 +214,33 @@ SearchResult searchSegment(const SegmentView<Memory> segment, const KeyWords& ke
         group = segment.nextGroup(group);
     }
     return result;
+}
+
+/// Searches a segment for a key. A miss is answered from the tags alone.
+template <class Memory>
+SearchResult searchSegment(SegmentView<Memory> segment, const KeyWords& key, std::uint64_t hash,
+                           std::uint32_t statusChecksum) {
+    // So that this function calls no other and keeps all it has in registers.
+    if (!hasChecksumInstruction) return searchGroups(segment, key, hash, statusChecksum);
+    // Most records are at their home: they arrive together with the tags.
+    const std::uint32_t home = segment.homePlace(hash);
+    const Record& likely = segment.record(home);
+    __builtin_prefetch(&likely.source);
+    __builtin_prefetch(&likely.state);
+    // Nearly every search ends with the first record of its tag, or without one, in this group.
+    const std::uint32_t group = home / groupPlaces;
+    const GroupTags tags = segment.tags(group);
+    if (const auto places = tags.equal(tagOf(hash)); places.any()) {
+        const std::uint32_t place = group * groupPlaces + places.first();
+        const Record& record = segment.record(place);
+        const RecordState state(record.state.load(std::memory_order_acquire));
+        if (isLiveRecordOf(record, state, key, statusChecksum)) {
+            return {SearchResult::Kind::live, place, state};
+        }
+    } else if (tags.empty().any() && tags.isSound()) {
+        return {};
+    }
+    return searchGroups(segment, key, hash, statusChecksum);
 }
 
 }  // namespace Routing::Gmp::Tessel::Storage

@@ -67,10 +67,10 @@ void StatusStore::auditPlace(OpenSegment& segment, std::uint32_t place, bool isT
     if (state.isLiveOf(key, checksum_)) {
         const std::uint8_t own = tagOf(directory_.hashIn(segment.node, key, table_.hashSeed()));
         if (tag != own) {
-            audit.candidates.push_back({place, Guard::shareOf(state), own});
+            audit.candidates.push_back({place, Guard::shareOf(state, own), own});
             return;
         }
-        audit.sum += Guard::shareOf(state);
+        audit.sum += Guard::shareOf(state, own);
         ++audit.live;
         return;
     }

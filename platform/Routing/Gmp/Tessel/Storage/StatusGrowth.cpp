@@ -48,11 +48,12 @@ class Filling {
     void add(const KeyWords& key, std::uint64_t hash, RecordState state) {
         std::uint32_t place = segment_.homePlace(hash);
         if (tags_[place] != emptyTag) place = freePlaceFrom(place / groupPlaces * groupPlaces);
-        tags_[place] = tagOf(hash);
+        const std::uint8_t tag = tagOf(hash);
+        tags_[place] = tag;
         Record& record = segment_.record(place);
         storeKey(record, key);
         record.state.store(state.word(), std::memory_order_release);
-        shares_ += Guard::shareOf(state);
+        shares_ += Guard::shareOf(state, tag);
         ++live_;
     }
     std::uint32_t live() const { return live_; }
@@ -184,8 +185,8 @@ bool StatusStore::carryOut(Plan& plan) {
     from = low;
     if (splits) segments_.push_back(high);
     directory_ = std::move(plan.directory);
-    guardsOffset_ = directory_.guardsOffset();
     const std::uint64_t before = std::exchange(root_, root);
+    guardsAreInDirectory();
     storeGuards();
     table_.rootChanged(*this, before);
     table_.pagesGive(old.page, old.pages);

@@ -44,7 +44,7 @@ StatusStore::StatusStore(Table& table, std::uint16_t place, const StatusIdentity
     const std::string problem = directory_.load(table_.file(), table_.dimensions().firstPages(),
                                                 table_.file().pages(), root, identity_.id);
     if (!problem.empty()) throw Rix::CorruptionError(statusText() + ": " + problem);
-    guardsOffset_ = directory_.guardsOffset();
+    guardsAreInDirectory();
     segments_.resize(directory_.segments());
     for (std::uint32_t n = 0; n < directory_.nodes().size(); ++n) {
         for (const Directory::Entry entry : directory_.nodes()[n].entries) {
@@ -67,9 +67,7 @@ StatusStore::StatusStore(Table& table, std::uint16_t place, const StatusIdentity
     segments_.back().isKnown = true;
     segments_.back().guardIs(Guard::empty(segments_.back().view.salt()));
     root_ = directory_.store(table_.file(), directoryPage.first(), identity_.id);
-    // Known only once the directory is stored.
-    // NOLINTNEXTLINE(cppcoreguidelines-prefer-member-initializer)
-    guardsOffset_ = directory_.guardsOffset();
+    guardsAreInDirectory();
     storeGuards();
     segmentPage.keep();
     directoryPage.keep();
@@ -108,12 +106,12 @@ std::optional<FilterMode> StatusStore::filterMode(const RouteIntfKey& key) const
 StatusStore::Search StatusStore::search(const KeyWords& key) {
     const Directory::Spot spot = locate(key);
     OpenSegment& segment = known(segments_[spot.entry.segment()]);
-    Search at{spot, &segment, searchSegment(segment.view, key, spot.hash, checksum_)};
-    if (at.result.kind == SearchResult::Kind::damaged) {
+    SearchResult result = searchSegment(segment.view, key, spot.hash, checksum_);
+    if (result.kind == SearchResult::Kind::damaged) {
         audit(segment);
-        at.result = searchSegment(segment.view, key, spot.hash, checksum_);
+        result = searchSegment(segment.view, key, spot.hash, checksum_);
     }
-    return at;
+    return {spot.hash, &segment, result};
 }
 
 void StatusStore::membershipIs(const Membership& membership) {
@@ -124,7 +122,7 @@ void StatusStore::membershipIs(const Membership& membership) {
     }
     const KeyWords key = keyWords(membership.key());
     Search at = search(key);
-    if (at.result.kind == SearchResult::Kind::live) {
+    if (at.isFound()) {
         overwrite(at, key, membership.filterMode());
     } else {
         insert(at, key, membership.filterMode());
@@ -136,7 +134,8 @@ void StatusStore::overwrite(const Search& at, const KeyWords& key, FilterMode mo
     if (before.mode() == mode) return;
     OpenSegment& segment = *at.segment;
     const RecordState after = RecordState::live(key, mode, before, checksum_);
-    change(segment, Guard::shareOf(before), Guard::shareOf(after), [&] {
+    const std::uint8_t tag = tagOf(at.hash);
+    change(segment, Guard::shareOf(before, tag), Guard::shareOf(after, tag), [&] {
         segment.view.record(at.result.place).state.store(after.word(), std::memory_order_release);
     });
     announce(ChangeKind::overwritten, key, before.mode(), mode);
@@ -145,18 +144,19 @@ void StatusStore::overwrite(const Search& at, const KeyWords& key, FilterMode mo
 void StatusStore::insert(Search& at, const KeyWords& key, FilterMode mode) {
     const std::uint32_t places = at.segment->view.places();
     const bool isFull = at.segment->used >= places / 8 * fullEighths;
-    auto place = freePlace(at.segment->view, at.spot.hash, crowdedGroups);
+    auto place = freePlace(at.segment->view, at.hash, crowdedGroups);
     if (isFull || !place) {
-        makeRoom(at.spot, !isFull);
-        at.spot = locate(key);
-        at.segment = &segments_[at.spot.entry.segment()];
-        place = freePlace(at.segment->view, at.spot.hash, at.segment->view.groups());
+        makeRoom(locate(key), !isFull);
+        const Directory::Spot spot = locate(key);
+        at.hash = spot.hash;
+        at.segment = &segments_[spot.entry.segment()];
+        place = freePlace(at.segment->view, at.hash, at.segment->view.groups());
     }
     if (!place) {
         throw std::system_error(std::make_error_code(std::errc::not_enough_memory),
                                 statusText() + " has no free place");
     }
-    put(*at.segment, *place, key, at.spot.hash, mode);
+    put(*at.segment, *place, key, at.hash, mode);
     announce(ChangeKind::inserted, key, FilterMode::exclude, mode);
 }
 
@@ -167,36 +167,36 @@ void StatusStore::put(OpenSegment& segment, std::uint32_t place, const KeyWords&
     const RecordState after = RecordState::live(key, mode, before, checksum_);
     if (segment.view.tag(place) == emptyTag) ++segment.used;
     ++segment.live;
-    change(segment, 0, Guard::shareOf(after), [&] {
+    const std::uint8_t tag = tagOf(hash);
+    change(segment, 0, Guard::shareOf(after, tag), [&] {
         storeKey(record, key);
         record.state.store(after.word(), std::memory_order_release);
-        segment.view.tagIs(place, tagOf(hash));
+        segment.view.tagIs(place, tag);
     });
 }
 
 void StatusStore::membershipDel(const RouteIntfKey& key) {
     const KeyWords words = keyWords(key);
     Search at = search(words);
-    if (at.result.kind != SearchResult::Kind::live) return;
-    if (!at.segment->view.tags(at.result.place / groupPlaces).isSound()) {
+    if (!at.isFound()) return;
+    if (!at.tags().isSound()) {
         audit(*at.segment);
         at = search(words);
-        if (at.result.kind != SearchResult::Kind::live) return;
+        if (!at.isFound()) return;
     }
-    clear(*at.segment, at.result.place, at.result.state);
-    announce(ChangeKind::removed, words, at.result.state.mode(), FilterMode::exclude);
-}
-
-void StatusStore::clear(OpenSegment& segment, std::uint32_t place, RecordState state) {
+    OpenSegment& segment = *at.segment;
+    const std::uint32_t place = at.result.place;
+    const RecordState state = at.result.state;
     // No search goes on behind a group that has an empty tag, so one more may be empty.
-    const bool last = segment.view.tags(place / groupPlaces).empty().any();
-    change(segment, Guard::shareOf(state), 0, [&] {
-        segment.view.tagIs(place, last ? emptyTag : removedTag);
+    const bool isLast = at.tags().empty().any();
+    change(segment, Guard::shareOf(state, tagOf(at.hash)), 0, [&] {
+        segment.view.tagIs(place, isLast ? emptyTag : removedTag);
         segment.view.record(place).state.store(RecordState::removed(state, checksum_).word(),
                                                std::memory_order_release);
     });
-    if (last) --segment.used;
+    if (isLast) --segment.used;
     --segment.live;
+    announce(ChangeKind::removed, words, state.mode(), FilterMode::exclude);
 }
 
 void StatusStore::announce(ChangeKind kind, const KeyWords& key, FilterMode before,

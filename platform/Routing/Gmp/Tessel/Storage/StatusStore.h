@@ -79,9 +79,13 @@ class StatusStore {
     };
     /// Where a key is or could be.
     struct Search {
-        Directory::Spot spot;
+        std::uint64_t hash;  ///< the key's in the segment's node
         OpenSegment* segment;
         SearchResult result;
+
+        bool isFound() const { return result.kind == SearchResult::Kind::live; }
+        /// Those of the group that it is in.
+        GroupTags tags() const { return segment->view.tags(result.place / groupPlaces); }
     };
     Directory::Spot locate(const KeyWords& key) const {
         return directory_.locate(key, hashOf(key, table_.hashSeed()));
@@ -93,7 +97,6 @@ class StatusStore {
     void put(OpenSegment& segment, std::uint32_t place, const KeyWords& key, std::uint64_t hash,
              FilterMode mode);
     void overwrite(const Search& at, const KeyWords& key, FilterMode mode);
-    void clear(OpenSegment& segment, std::uint32_t place, RecordState state);
     void announce(ChangeKind kind, const KeyWords& key, FilterMode before, FilterMode after);
 
     /// Does an operation that changes a segment's content.
@@ -101,16 +104,18 @@ class StatusStore {
     template <class Operation>
     void change(OpenSegment& segment, std::uint32_t without, std::uint32_t with,
                 Operation operation) {
-        segment.guardIs(segment.guard.current.after(without, with));
-        guarded(guardPair(segment), segment.guard.current, operation);
+        const Guard after = segment.guard.current.after(without, with);
+        segment.guardIs(after);
+        guarded(guardPair(segment), after, operation);
     }
     OpenSegment openSegment(Directory::Extent extent, std::uint32_t node) const;
-    GuardPair& guardPair(std::uint32_t segment) const {
-        return reinterpret_cast<GuardPair*>(table_.file().page(directoryPage()) +
-                                            guardsOffset_)[segment];
+    /// Where the guards are now: behind the directory, which was stored or read.
+    void guardsAreInDirectory() {
+        guards_ = reinterpret_cast<GuardPair*>(table_.file().page(directoryPage()) +
+                                               directory_.guardsOffset());
     }
     GuardPair& guardPair(const OpenSegment& segment) const {
-        return guardPair(static_cast<std::uint32_t>(&segment - segments_.data()));
+        return guards_[&segment - segments_.data()];
     }
     PageNumber directoryPage() const { return static_cast<PageNumber>(root_); }
     // Damage: StatusAudit.cpp.
@@ -158,14 +163,13 @@ class StatusStore {
     std::uint64_t root_ = 0;
 
     Directory directory_;
-    std::size_t guardsOffset_ = 0;
+    GuardPair* guards_ = nullptr;        ///< by the same numbers
     std::vector<OpenSegment> segments_;  ///< by their numbers in the directory
 };
 
 template <class Visit>
 bool StatusStore::read(OpenSegment& segment, Visit visit) {
     const Segment view = segment.view;
-    const HashSeed seed = table_.hashSeed();
     std::uint32_t sum = view.salt();
     std::uint32_t live = 0;
     std::uint32_t used = 0;
@@ -177,13 +181,8 @@ bool StatusStore::read(OpenSegment& segment, Visit visit) {
             const std::uint32_t place = group * groupPlaces + places.first();
             const FoundRecord found = readRecord(view, place, checksum_);
             if (found.kind != FoundRecord::Kind::live) return false;
-            // A tag from another time hides a record. The writer's own are his.
-            if (!segment.isKnown &&
-                view.tag(place) != tagOf(directory_.hashIn(segment.node, found.key, seed))) {
-                return false;
-            }
             visit(found);
-            sum += Guard::shareOf(found.state);
+            sum += Guard::shareOf(found.state, tags.tag(places.first()));
             ++live;
         }
     }

@@ -164,7 +164,7 @@ std::uint32_t StatusView::readGroups(const ReadSegment& segment,
             const FoundRecord found = readRecord(segment.view, place, checksum_);
             if (found.kind == FoundRecord::Kind::live) {
                 append(memberships, found.key, found.state.mode());
-                sum += Guard::shareOf(found.state);
+                sum += Guard::shareOf(found.state, tags.tag(used.first()));
             } else if (found.kind == FoundRecord::Kind::damaged) {
                 damage.push_back(slotText(extent, place) + " is damaged");
             }

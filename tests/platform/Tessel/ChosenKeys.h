@@ -32,6 +32,7 @@ class SeenDirectory {
     }
 
     std::uint32_t nodes() const { return static_cast<std::uint32_t>(nodes_.nodes().size()); }
+    std::uint32_t segments() const { return nodes_.segments(); }
     unsigned levels() const {
         unsigned most = 0;
         for (std::uint32_t node = 0; node < nodes(); ++node)

@@ -69,6 +69,17 @@ TEST_F(HarmlessKeys, WhoseHashesEndAlikeNeitherSlowTheWriterNorLengthenTheFile) 
     expectHarmless(like(12000, [](std::uint64_t hash) { return (hash >> 26 & 0x3f) == 0x15; }));
 }
 
+TEST_F(HarmlessKeys, ThatCrowdANearlyFullSegmentAsChanceMayDivideItLikeAnyOther) {
+    for (std::uint32_t i = 0; i < 4200; ++i)
+        red->membershipIs(include(numberedKey(i)));
+    ASSERT_EQ(seen().segments(), 1u);
+    for (const RouteIntfKey& key :
+         like(200, [](std::uint64_t hash) { return (hash >> 24 & 0xff) == 0x15; }))
+        red->membershipIs(include(key));
+    EXPECT_EQ(seen().levels(), 1u);
+    EXPECT_EQ(seen().segments(), 2u);
+}
+
 TEST_F(HarmlessKeys, LiveAmongOthersAndOutliveTheWriter) {
     for (std::uint32_t i = 0; i < 20000; ++i) {
         red->membershipIs(include(numberedKey(i)));

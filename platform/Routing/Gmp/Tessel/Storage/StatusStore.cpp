@@ -13,9 +13,11 @@ namespace {
 
 /// How many places of a segment may be in use before it gets room, of 8.
 constexpr std::uint32_t fullEighths = 7;
-/// How far from its home a record may be put, in groups. Only keys that somebody chose so that they
-/// collide come that far.
+/// How far from its home a record may be put, in groups.
 constexpr std::uint32_t crowdedGroups = 32;
+/// In a segment with fewer places in use than this, of 8, only keys that somebody chose so that
+/// they collide come that far. In a fuller one it happens by chance, about once in sixty segments.
+constexpr std::uint32_t chosenEighths = 6;
 
 /// Where a record of that hash is put; nothing if there is no free place so near to its home.
 std::optional<std::uint32_t> freePlace(const Segment segment, std::uint64_t hash,
@@ -142,11 +144,11 @@ void StatusStore::overwrite(const Search& at, const KeyWords& key, FilterMode mo
 }
 
 void StatusStore::insert(Search& at, const KeyWords& key, FilterMode mode) {
-    const std::uint32_t places = at.segment->view.places();
-    const bool isFull = at.segment->used >= places / 8 * fullEighths;
+    const std::uint32_t eighth = at.segment->view.places() / 8;
+    const std::uint32_t used = at.segment->used;
     auto place = freePlace(at.segment->view, at.hash, crowdedGroups);
-    if (isFull || !place) {
-        makeRoom(locate(key), !isFull);
+    if (used >= eighth * fullEighths || !place) {
+        makeRoom(locate(key), used < eighth * chosenEighths);
         const Directory::Spot spot = locate(key);
         at.hash = spot.hash;
         at.segment = &segments_[spot.entry.segment()];

@@ -51,7 +51,8 @@ std::optional<LoggedChange> read(const LogEntry& entry, std::uint64_t number) {
 }  // namespace
 
 ChangeLogWriter::ChangeLogWriter(const TableFile& file, Dimensions dimensions)
-    : control_(file.at<Control>(controlPage)),
+    : file_(file),
+      control_(file.at<Control>(controlPage)),
       ring_(&file.at<LogEntry>(logPage)),
       mask_(dimensions.logEntries - 1),
       count_(control_.changes.load(std::memory_order_relaxed)) {}
@@ -71,6 +72,12 @@ void ChangeLogWriter::countAnew() {
     // The entry behind it may be the damaged one, and a reader may have come so far.
     append({});
     append({});
+}
+
+void ChangeLogWriter::mapAhead(std::uint64_t first) const {
+    const std::uint64_t entries = std::min(entriesMapped, mask_ + 1);
+    file_.pagesMap(logPage + static_cast<PageNumber>((first & mask_) / logEntriesAPage),
+                   static_cast<PageNumber>(entries / logEntriesAPage));
 }
 
 ChangeLogReader::ChangeLogReader(const TableFile& file, Dimensions dimensions)

@@ -34,6 +34,7 @@ class ChangeLogWriter {
     /// Logs a change that took effect, for readers that ask what changed.
     void append(const LoggedChange& change) {
         const std::uint64_t number = count_ + 1;
+        if (number % entriesMapped == 0) mapAhead(number);
         LogEntry& entry = ring_[count_ & mask_];
         // The ring is longer than a cache is: entries to come are fetched in time.
         __builtin_prefetch(&ring_[(count_ + 4) & mask_], 1);
@@ -60,6 +61,12 @@ class ChangeLogWriter {
     std::uint64_t count() const { return count_; }
 
   private:
+    /// A table that was just opened has so much of the ring mapped at a time.
+    static constexpr std::uint64_t entriesMapped = 64 * logEntriesAPage;
+
+    void mapAhead(std::uint64_t first) const;
+
+    const TableFile& file_;
     Control& control_;
     LogEntry* ring_;
     std::uint64_t mask_;

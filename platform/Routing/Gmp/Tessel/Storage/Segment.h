@@ -162,12 +162,12 @@ template <class Memory>
                                                      std::uint32_t statusChecksum) {
     const Record& record = segment.record(place);
     const RecordState state(record.state.load(std::memory_order_acquire));
-    const KeyWords key = loadKey(record);
-    if (RecordState(record.state.load(std::memory_order_acquire)) == state &&
-        state.isLiveOf(key, statusChecksum)) {
-        return {FoundRecord::Kind::live, state, key};
+    FoundRecord found{FoundRecord::Kind::live, state, loadKey(record)};
+    if (RecordState(record.state.load(std::memory_order_acquire)) != state ||
+        !state.isLiveOf(found.key, statusChecksum)) {
+        found = rereadRecord(segment, place, statusChecksum);
     }
-    return rereadRecord(segment, place, statusChecksum);
+    return found;
 }
 
 /// What a search for a key came to.

@@ -212,11 +212,14 @@ void TableFile::pagesIs(PageNumber pages) {
         static_cast<void>(ftruncate(file_.number(), static_cast<off_t>(oldBytes)));
         raiseSystemError(error, path_, "cannot grow");
     }
-    // Later writes meet no page fault. Only speed depends on it: older systems refuse.
-    constexpr int populateForWriting = 23;
-    static_cast<void>(madvise(page(pages_), newBytes - oldBytes, populateForWriting));
+    pagesMap(pages_, pages - pages_);
     pages_ = pages;
     longest_ = pages;
+}
+
+void TableFile::pagesMap(PageNumber first, PageNumber pages) const {
+    constexpr int populateForWriting = 23;  // older systems refuse
+    static_cast<void>(madvise(page(first), fileBytes(pages), populateForWriting));
 }
 
 void TableFile::holeAdd(PageNumber pages) {

@@ -71,6 +71,8 @@ class TableFile {
     /// Makes the file that long, all new memory there and zero. Nothing is changed if it cannot be.
     /// @throws std::system_error if memory, disk or address space is full, or the file was deleted
     void pagesIs(PageNumber pages);
+    /// Has pages mapped at once, which costs less than a fault for each. Only speed depends on it.
+    void pagesMap(PageNumber first, PageNumber pages) const;
     /// Makes the file longer by pages without memory: memoryGet must come before they are touched.
     /// @throws std::system_error as above
     void holeAdd(PageNumber pages);

@@ -29,9 +29,13 @@ class SegmentView {
     /// Where the checksums of its tag words start, and its guard.
     std::uint32_t salt() const { return salt_; }
     std::uint32_t places() const { return groups_ * groupPlaces; }
-    /// The place that a record of that hash gets if it is free. Searches start in its group.
+    /// The place that a record of that hash gets if it is free.
     std::uint32_t homePlace(std::uint64_t hash) const {
         return static_cast<std::uint32_t>((hash & 0xffffffff) * places() >> 32);
+    }
+    /// Its group, where searches start.
+    std::uint32_t homeGroup(std::uint64_t hash) const {
+        return static_cast<std::uint32_t>((hash & 0xffffffff) * groups_ >> 32);
     }
     std::uint32_t nextGroup(std::uint32_t group) const {
         return group + 1 == groups_ ? 0 : group + 1;
@@ -193,7 +197,7 @@ template <class Memory>
                                             std::uint64_t hash, std::uint32_t statusChecksum) {
     const std::uint8_t wanted = tagOf(hash);
     SearchResult result;
-    std::uint32_t group = segment.homePlace(hash) / groupPlaces;
+    std::uint32_t group = segment.homeGroup(hash);
     for (std::uint32_t visited = 0; visited < segment.groups(); ++visited) {
         const GroupTags tags = segment.tags(group);
         for (auto places = tags.equal(wanted); places.any(); places.dropFirst()) {
@@ -223,12 +227,11 @@ SearchResult searchSegment(SegmentView<Memory> segment, const KeyWords& key, std
     // So that this function calls no other and keeps all it has in registers.
     if (!hasChecksumInstruction) return searchGroups(segment, key, hash, statusChecksum);
     // Most records are at their home: they arrive together with the tags.
-    const std::uint32_t home = segment.homePlace(hash);
-    const Record& likely = segment.record(home);
+    const Record& likely = segment.record(segment.homePlace(hash));
     __builtin_prefetch(&likely.source);
     __builtin_prefetch(&likely.state);
     // Nearly every search ends with the first record of its tag, or without one, in this group.
-    const std::uint32_t group = home / groupPlaces;
+    const std::uint32_t group = segment.homeGroup(hash);
     const GroupTags tags = segment.tags(group);
     if (const auto places = tags.equal(tagOf(hash)); places.any()) {
         const std::uint32_t place = group * groupPlaces + places.first();

@@ -47,7 +47,7 @@ class Filling {
     /// There must be a free place.
     void add(const KeyWords& key, std::uint64_t hash, RecordState state) {
         std::uint32_t place = segment_.homePlace(hash);
-        if (tags_[place] != emptyTag) place = freePlaceFrom(place / groupPlaces * groupPlaces);
+        if (tags_[place] != emptyTag) place = freePlaceFrom(segment_.homeGroup(hash) * groupPlaces);
         const std::uint8_t tag = tagOf(hash);
         tags_[place] = tag;
         Record& record = segment_.record(place);

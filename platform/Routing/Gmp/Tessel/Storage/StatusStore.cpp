@@ -23,7 +23,7 @@ constexpr std::uint32_t chosenEighths = 6;
 std::optional<std::uint32_t> freePlace(const Segment segment, std::uint64_t hash,
                                        std::uint32_t mostGroups) {
     const std::uint32_t home = segment.homePlace(hash);
-    std::uint32_t group = home / groupPlaces;
+    std::uint32_t group = segment.homeGroup(hash);
     for (std::uint32_t visited = 0; visited < std::min(mostGroups, segment.groups()); ++visited) {
         const auto unused = segment.tags(group).unused();
         const std::uint32_t first = group * groupPlaces;

@@ -10,6 +10,7 @@
 #include "Fixture.h"
 #include "Routing/Gmp/Tessel/Storage/GroupTags.h"
 #include "Routing/Gmp/Tessel/Storage/Header.h"
+#include "Routing/Gmp/Tessel/Storage/Segment.h"
 
 namespace Tessel::Test {
 
@@ -120,6 +121,23 @@ TEST_F(Vanished, ALineOfTagsIsFoundAndRestored) {
     std::memset(segment(), 0, 64);
     expectFound();
     EXPECT_EQ(StatusColl::open(directory.path())->gmpStatus(vrf("red"))->memberships(), count);
+}
+
+TEST_F(Vanished, EveryFreePlaceUnderARunningWriterIsFoundAgain) {
+    const auto coll = StatusColl::open(directory.path());
+    const auto red = coll->gmpStatus(vrf("red"));
+    ASSERT_EQ(red->memberships(), count);
+    // Every tag word is sound, and says that all of its places are used.
+    const std::uint32_t salt =
+        Storage::segmentSalt(Storage::statusChecksum(entry()[1]), directoryPage()[9] & 0xffffffff);
+    for (std::uint32_t word = 0; word < 2 * Storage::segmentGroups(1); ++word) {
+        ASSERT_EQ(Storage::unsoundBits(segment()[word], salt + word), 0u);
+        segment()[word] = Storage::sealedTags(Storage::everyTag(5), salt + word);
+    }
+    for (std::uint32_t i = count; i < count + 5; ++i)
+        red->membershipIs(include(numberedKey(i)));
+    EXPECT_EQ(sorted(*red).size(), count + 5u);
+    EXPECT_FALSE(isFoundByTheCheck());
 }
 
 TEST_F(Vanished, AnOldCopyOfASegmentIsFound) {

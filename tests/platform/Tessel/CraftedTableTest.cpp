@@ -61,7 +61,7 @@ TEST_F(CraftedTable, WithAVrfNameThatIsTooLongLosesThatStatus) {
     EXPECT_FALSE(StatusColl::open(directory.path())->gmpStatus(vrf("red")));
 }
 
-TEST_F(CraftedTable, WithTwoStatusesOfOneNameLosesTheSecond) {
+TEST_F(CraftedTable, WithTwoStatusesOfOneNameLosesTheOlder) {
     {
         Crafted table = craft();
         for (std::size_t i = 2; i < 16; ++i)
@@ -72,7 +72,7 @@ TEST_F(CraftedTable, WithTwoStatusesOfOneNameLosesTheSecond) {
     const auto coll = StatusColl::open(directory.path());
     EXPECT_EQ(coll->gmpStatuses(), 1u);
     EXPECT_EQ(sorted(*coll->gmpStatus(vrf("red"))),
-              std::vector<Membership>{include(numberedKey(1))});
+              std::vector<Membership>{include(numberedKey(2))});
 }
 
 TEST_F(CraftedTable, WithAnIdentifierThatTwoStatusesHaveLosesTheSecond) {
@@ -91,7 +91,7 @@ TEST_F(CraftedTable, WithAnIdentifierThatTwoStatusesHaveLosesTheSecond) {
               1);
     const Texts reports = reportsOfStart();
     ASSERT_EQ(reports.size(), 1u);
-    EXPECT_TRUE(reports[0].ends_with("is there twice; the second one is lost")) << reports[0];
+    EXPECT_TRUE(reports[0].ends_with("is there twice; the older one is lost")) << reports[0];
 }
 
 TEST_F(CraftedTable, WithAPageThatTwoStatusesUseLosesOneOfThem) {

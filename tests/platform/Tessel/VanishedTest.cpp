@@ -5,7 +5,10 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <map>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "Fixture.h"
 #include "Routing/Gmp/Tessel/Storage/GroupTags.h"
@@ -154,6 +157,76 @@ TEST_F(Vanished, AnOldCopyOfAStatusEntryIsFound) {
     EXPECT_TRUE(isFoundByTheCheck());
     EXPECT_TRUE(isFoundByAReader());
     EXPECT_TRUE(isFoundByTheNextWriter());
+}
+
+/// Statuses whose entries lie on two pages, of which the first one comes back from the past.
+class OldEntries : public Vanished {
+  protected:
+    OldEntries() {
+        const auto coll = StatusColl::open(directory.path());
+        for (std::size_t i = 0; i <= last; ++i)
+            put(*coll, i, 1);
+        map();
+        old.assign(entry(), entry() + Storage::pageBytes / 8);
+    }
+
+    static VrfApp name(std::size_t i) { return vrf("v" + std::to_string(i)); }
+    static void put(StatusColl& coll, std::size_t i, std::uint32_t memberships) {
+        const auto status = statusOf(coll, name(i));
+        for (std::uint32_t number = 0; number < memberships; ++number)
+            status->membershipIs(include(numberedKey(number)));
+    }
+    /// What the next writer finds in the statuses, once the page is as it was.
+    std::map<std::string, std::size_t> foundAgain() {
+        std::copy(old.begin(), old.end(), entry());
+        EXPECT_TRUE(isFoundByTheCheck());
+        std::map<std::string, std::size_t> found;
+        const auto coll = StatusColl::open(directory.path());
+        coll->corruptionHandlerIs([&](std::string_view message) { told += message; });
+        for (const auto& [key, status] : *coll)
+            found[std::string(key.vrfName.text())] = status->memberships();
+        return found;
+    }
+
+    /// The last status is on the second page.
+    static constexpr std::size_t last = Storage::statusEntriesAPage + 15;
+    std::vector<std::uint64_t> old;
+    std::string told;
+};
+
+TEST_F(OldEntries, ThatClaimThePagesOfAnotherStatusLoseThemselvesAlone) {
+    std::size_t others = Storage::statusEntriesAPage;
+    {
+        const auto coll = StatusColl::open(directory.path());
+        const std::uint64_t* const claimed =
+            page(page(old[2 * 24 + 16] & 0xffffffff)[9] & 0xffffffff);
+        put(*coll, 1, 80);  // it grows, and gives pages back
+        const std::uint64_t before = *claimed;
+        while (*claimed == before && others <= last)
+            put(*coll, others++, 80);  // they grow, until one takes the first of them
+        ASSERT_NE(*claimed, before);
+    }
+    const auto found = foundAgain();
+    EXPECT_EQ(found.size(), last + 1) << told;  // red is one of them
+    EXPECT_FALSE(found.contains("v1"));
+    while (--others >= Storage::statusEntriesAPage)
+        EXPECT_EQ(found.at("v" + std::to_string(others)), 80u);
+    EXPECT_NE(told.find("'v1.irb' uses pages of another one"), std::string::npos) << told;
+    EXPECT_FALSE(isFoundByTheCheck());
+}
+
+TEST_F(OldEntries, OfAStatusThatWasMadeAnewDoNotTakeItsPlace) {
+    {
+        const auto coll = StatusColl::open(directory.path());
+        put(*coll, last + 1, 1);
+        coll->gmpStatusDel(name(0));
+        put(*coll, 0, 3);
+    }
+    const auto found = foundAgain();
+    EXPECT_EQ(found.size(), last + 3) << told;  // red is one of them
+    EXPECT_EQ(found.at("v0"), 3u);
+    EXPECT_NE(told.find("'v0.irb'"), std::string::npos) << told;
+    EXPECT_FALSE(isFoundByTheCheck());
 }
 
 TEST_F(Vanished, AnEntryOfTheChangeLogIsFoundByTheCheck) {

@@ -93,6 +93,16 @@ std::vector<Directory::Extent> StatusStore::extents() const {
     return all;
 }
 
+bool StatusStore::holdsItsSegments() const {
+    return std::all_of(segments_.begin(), segments_.end(),
+                       [](const OpenSegment& segment) { return segment.view.isSoundWord(0); });
+}
+
+bool StatusStore::isNewerThan(const StatusStore& other) const {
+    if (id() != other.id()) return numberOf(id()) > numberOf(other.id());
+    return directory_.generation() > other.directory_.generation();
+}
+
 // --- memberships --------------------------------------------------------------------------------
 
 std::optional<FilterMode> StatusStore::filterMode(const RouteIntfKey& key) const {

@@ -62,6 +62,12 @@ class StatusStore {
 
     /// Every run of pages that the status uses.
     std::vector<Directory::Extent> extents() const;
+    /// Whether each of its segments begins as one of this status does: if another status uses the
+    /// page by now, it does not.
+    bool holdsItsSegments() const;
+    /// Whether it was made later than another one, or, if that has the same identifier, changed
+    /// later.
+    bool isNewerThan(const StatusStore& other) const;
 
   private:
     /// A segment, and the writer's book about it, which is begun when it is first needed: a table

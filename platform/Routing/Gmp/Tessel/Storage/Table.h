@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -145,9 +145,21 @@ class Table {
 
     void openControl();
     void openStatuses();
-    using Names = std::unordered_set<VrfApp>;
-    using Ids = std::unordered_set<std::uint64_t>;
-    void openStatus(std::uint16_t place, const EntryReading& entry, Names& names, Ids& ids);
+    /// Where statuses were met.
+    struct StatusPlaces {
+        std::unordered_map<VrfApp, std::uint16_t> byName;
+        std::unordered_map<std::uint64_t, std::uint16_t> byId;
+    };
+    /// Keeps the newer one of two statuses of one name or identifier.
+    void openStatus(std::uint16_t place, const EntryReading& entry, StatusPlaces& places);
+    std::string entryText(std::uint16_t place, const StatusIdentity& identity) const;
+    /// Who uses which pages.
+    struct PageUses {
+        std::map<PageNumber, PageNumber> runs;  ///< first to behind last
+        std::vector<std::uint16_t> lost;        ///< the places of those who use what others do
+    };
+    /// @param statuses the earlier one of two that use a page is right
+    PageUses pageUses(const std::vector<const StatusStore*>& statuses) const;
     void openFreePages();
     void statusesGuardIs();
 

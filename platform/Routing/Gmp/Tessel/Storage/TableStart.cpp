@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Rix/CorruptionError.h"
 #include "Routing/Gmp/Tessel/Storage/StatusStore.h"
@@ -32,8 +33,7 @@ void Table::openStatuses() {
     if (isPaired(last)) lastStatus_ = numberOf(last);
     std::uint32_t sum = header_.statusesSalt;
     bool isReported = false;
-    Names names;
-    Ids ids;
+    StatusPlaces places;
     const auto size = static_cast<std::uint16_t>(statusPages_ * statusEntriesAPage);
     for (std::uint16_t place = 0; place < size; ++place) {
         const StatusEntry& entry = list().entry(place);
@@ -43,7 +43,7 @@ void Table::openStatuses() {
         const EntryReading reading = EntryReading::of(entry);
         if (reading.kind == EntryReading::Kind::free) continue;
         sum += Guard::shareOf(reading.identity.id, reading.root, place);
-        openStatus(place, reading, names, ids);
+        openStatus(place, reading, places);
         isReported |= !statuses_.contains(place);
     }
     if (!isPaired(last)) {
@@ -60,45 +60,75 @@ void Table::openStatuses() {
     }
 }
 
-void Table::openStatus(std::uint16_t place, const EntryReading& entry, Names& names, Ids& ids) {
-    const std::string name = entry.identity.id == 0 ? "" : " '" + entry.identity.key.name() + "'";
-    const std::string text =
-        file_->path() + ": entry " + std::to_string(place) + " of the list of statuses" + name;
+void Table::openStatus(std::uint16_t place, const EntryReading& entry, StatusPlaces& places) {
     if (entry.kind == EntryReading::Kind::damaged) {
-        return reportCorruption(text + " is damaged; its status is lost");
+        return reportCorruption(entryText(place, entry.identity) +
+                                " is damaged; its status is lost");
     }
-    if (!names.insert(entry.identity.key).second || !ids.insert(entry.identity.id).second) {
-        return reportCorruption(text + " is there twice; the second one is lost");
-    }
+    std::unique_ptr<StatusStore> status;
     try {
-        statuses_.emplace(place,
-                          std::make_unique<StatusStore>(*this, place, entry.identity, entry.root));
+        status = std::make_unique<StatusStore>(*this, place, entry.identity, entry.root);
     } catch (const Rix::CorruptionError& error) {
-        reportCorruption(std::string(error.what()) + "; its memberships are lost");
+        return reportCorruption(std::string(error.what()) + "; its memberships are lost");
     }
+    for (const std::uint16_t twin :
+         {places.byName.try_emplace(entry.identity.key, place).first->second,
+          places.byId.try_emplace(entry.identity.id, place).first->second}) {
+        const auto other = statuses_.find(twin);
+        if (other == statuses_.end()) continue;
+        const bool isNewer = status->isNewerThan(*other->second);
+        const StatusStore& lost = isNewer ? *other->second : *status;
+        reportCorruption(entryText(lost.place(), lost.identity()) +
+                         " is there twice; the older one is lost");
+        if (!isNewer) return;
+        statuses_.erase(other);
+    }
+    places.byName[entry.identity.key] = places.byId[entry.identity.id] = place;
+    statuses_.emplace(place, std::move(status));
 }
 
-void Table::openFreePages() {
-    std::map<PageNumber, PageNumber> used{{0, dimensions().firstPages()}};  // first to behind last
+std::string Table::entryText(std::uint16_t place, const StatusIdentity& identity) const {
+    return file_->path() + ": entry " + std::to_string(place) + " of the list of statuses" +
+           (identity.id == 0 ? "" : " '" + identity.key.name() + "'");
+}
+
+Table::PageUses Table::pageUses(const std::vector<const StatusStore*>& statuses) const {
+    PageUses uses{{{0, dimensions().firstPages()}}, {}};
     const auto isFree = [&](const Directory::Extent& extent) {
-        const auto behind = used.lower_bound(extent.page + extent.pages);
+        const auto behind = uses.runs.lower_bound(extent.page + extent.pages);
         return extent.pages <= file_->pages() - extent.page &&
                std::prev(behind)->second <= extent.page;
     };
-    for (auto status = statuses_.begin(); status != statuses_.end();) {
-        const auto extents = status->second->extents();
+    for (const StatusStore* const status : statuses) {
+        const auto extents = status->extents();
         if (!std::all_of(extents.begin(), extents.end(), isFree)) {
-            reportCorruption(file_->path() + ": status '" + status->second->key().name() +
-                             "' uses pages of another one; its memberships are lost");
-            status = statuses_.erase(status);
+            uses.lost.push_back(status->place());
             continue;
         }
         for (const Directory::Extent extent : extents)
-            used.emplace(extent.page, extent.page + extent.pages);
-        ++status;
+            uses.runs.emplace(extent.page, extent.page + extent.pages);
+    }
+    return uses;
+}
+
+void Table::openFreePages() {
+    std::vector<const StatusStore*> order;
+    for (const auto& [place, status] : statuses_)
+        order.push_back(status.get());
+    PageUses uses = pageUses(order);
+    if (!uses.lost.empty()) {
+        // An entry from the past claims pages that were given to others since.
+        std::stable_partition(order.begin(), order.end(),
+                              [](const StatusStore* status) { return status->holdsItsSegments(); });
+        uses = pageUses(order);
+    }
+    for (const std::uint16_t place : uses.lost) {
+        reportCorruption(file_->path() + ": status '" + statuses_.at(place)->key().name() +
+                         "' uses pages of another one; its memberships are lost");
+        statuses_.erase(place);
     }
     PageNumber end = 0;
-    for (const auto& [first, behind] : used) {
+    for (const auto& [first, behind] : uses.runs) {
         allocator_.free(end, first - end);
         end = behind;
     }

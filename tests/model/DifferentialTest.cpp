@@ -1,12 +1,12 @@
 // The machine against the model: random sequences of events, and every sequence of a few.
 // IRBMC_LONG_SECONDS makes each test run that long; RapidCheck's RC_PARAMS repeats random events.
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <iostream>
 #include <set>
 #include <vector>
 
+#include "LittleRoom.h"
 #include "Lumo/TypeData.h"
 #include "Replay/EventReader.h"
 #include "model/Campaign.h"
@@ -64,25 +64,6 @@ class Deepening {
     double before_ = 0;
     double last_ = 0;
     double total_ = 0;
-};
-
-/// While it lives, tables that are made begin small: their files may not become as long as that of
-/// one that is made with all the room it wants. To get that room from the system, for each machine
-/// that starts, takes longer than all that is done with a table of a few memberships.
-class LittleRoom {
-  public:
-    LittleRoom() {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        rlimit little = before_;
-        little.rlim_cur = 4 << 20;
-        setrlimit(RLIMIT_FSIZE, &little);
-    }
-    LittleRoom(const LittleRoom&) = delete;
-    LittleRoom& operator=(const LittleRoom&) = delete;
-    ~LittleRoom() { setrlimit(RLIMIT_FSIZE, &before_); }
-
-  private:
-    rlimit before_{};
 };
 
 class DifferentialTest : public testing::TestWithParam<Toggles> {

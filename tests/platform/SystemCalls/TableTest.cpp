@@ -18,6 +18,7 @@
 #include "../Tessel/Fixture.h"
 #include "../Tessel/Process.h"
 #include "FailingCalls.h"
+#include "LittleRoom.h"
 #include "Routing/Gmp/Tessel/Storage/Format.h"
 #include "Routing/Gmp/Tessel/Storage/TableFile.h"
 #include "Routing/Gmp/Tessel/TableAccess.h"
@@ -308,7 +309,10 @@ class FailingSystemUnderATable : public FailingSystem {
         std::filesystem::remove_all(made());
         content.clear();
         next = 0;
-        coll = open();
+        {
+            const LittleRoom littleRoom;
+            coll = open();
+        }
         red = statusOf(*coll, vrf("red"));
         reader = std::make_unique<TableReader>(made());
     }

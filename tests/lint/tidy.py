@@ -2,9 +2,10 @@
 
 FILES are paths, each ended by a null byte. Most checks spend their time in the headers of the
 standard library, which each source makes them walk anew. So neighbouring sources that are compiled in
-the same way are included into one unit and looked at together; those that do not compile together
-(each has a helper of the same name, say) are parted until they do. The static analyzer looks closely
-at a unit's own functions only, so it takes each source by itself. Exit status 1 if anything was found.
+the same way are included into one unit and looked at together; those that do not compile after the
+others (each has a helper of the same name, say) are looked at in another. The static analyzer looks
+closely at a unit's own functions only, so it takes each source by itself. Exit status 1 if anything
+was found.
 """
 
 import json
@@ -15,7 +16,7 @@ import tempfile
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
-MOST_SOURCES = 16
+MOST_SOURCES = 40
 ANALYZER = "clang-analyzer-"
 
 
@@ -66,6 +67,17 @@ def tidy(way, checks, file, *more):
     return done.stdout if done.returncode == 0 else done.stdout + done.stderr, done.returncode == 0
 
 
+def colliding(how, unit, members):
+    """The sources that cannot be in one unit with those before them, as the compiler says."""
+    done = subprocess.run(["clang++-14", *how, "-w", "-fsyntax-only", "-ferror-limit=0", unit],
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
+    if done.returncode == 0:
+        return []
+    wrong = [line.partition(":")[0] for line in done.stderr.splitlines() if " error: " in line]
+    apart = [source for source in members[1:] if str(source) in wrong]
+    return apart or members[len(members) // 2:]
+
+
 def look(way, members, units):
     """What all checks but the analyzer's say of the sources."""
     checks = f"-{ANALYZER}*"
@@ -74,13 +86,13 @@ def look(way, members, units):
     with tempfile.NamedTemporaryFile("w", suffix=".cpp", dir=units, delete=False) as unit:
         for source in members:
             unit.write(f'#include "{source}"  // NOLINT(bugprone-suspicious-include)\n')
-    # One source's local name may be another's global one: that is for the compiler to find.
-    said, clean = tidy(way, checks, unit.name, "-Wno-shadow")
-    if "[clang-diagnostic-error]" in said:
-        half = len(members) // 2
-        parts = [look(way, some, units) for some in (members[:half], members[half:])]
+    apart = colliding(way[1], unit.name, members)
+    if apart:
+        together = [source for source in members if source not in apart]
+        parts = [look(way, some, units) for some in (together, apart)]
         return "".join(said for said, _ in parts), all(clean for _, clean in parts)
-    return said, clean
+    # One source's local name may be another's global one: that is for the compiler to find.
+    return tidy(way, checks, unit.name, "-Wno-shadow")
 
 
 def main():

@@ -1,5 +1,11 @@
 # What the libraries that are installed have in common.
 
+# irbmc_apart(SOURCES...): with CMAKE_UNITY_BUILD, these are compiled by themselves: each has a helper
+# of the same name as one of its neighbours.
+function(irbmc_apart)
+  set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()
+
 # irbmc_hidden(TARGET): its objects show nothing but what is marked RIX_EXPORT.
 function(irbmc_hidden target)
   set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)

@@ -30,6 +30,9 @@ class Fabric : public testing::Test {
 
     enum class Mode { include, exclude };
 
+    /// What is said of a number that no VLAN has.
+    static constexpr auto rangeError = "Bridging::VlanId::value < 1 or > 4094 not allowed";
+
     Fabric();
     ~Fabric() override;
 

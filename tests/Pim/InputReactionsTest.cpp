@@ -12,8 +12,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr auto rangeError = "Bridging::VlanId::value < 1 or > 4094 not allowed";
-
 class InputReactions : public Fabric {
   protected:
     static Lumo::Ptr<Vxlan::EnabledStatus> vxlanMap(

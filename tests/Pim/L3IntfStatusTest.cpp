@@ -11,8 +11,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr auto rangeError = "Bridging::VlanId::value < 1 or > 4094 not allowed";
-
 class L3IntfStatus : public Fabric {
   protected:
     void hostOnVlan10() { join(10, "239.1.1.1", "10.0.0.1", "swp1"); }

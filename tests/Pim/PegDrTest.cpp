@@ -8,8 +8,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr auto rangeError = "Bridging::VlanId::value < 1 or > 4094 not allowed";
-
 class PegDr : public Fabric {
   protected:
     void startNamed(const char* name) {

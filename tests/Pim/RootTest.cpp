@@ -14,8 +14,6 @@ using Routing::Gmp::Tessel::App;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr auto rangeError = "Bridging::VlanId::value < 1 or > 4094 not allowed";
-
 class Root : public TwoJoins {
   protected:
     void noInputs() {

@@ -8,7 +8,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr auto rangeError = "Bridging::VlanId::value < 1 or > 4094 not allowed";
 const std::string root = "void Irb::Multicast::Ingress::MembershipJoinStatusSm::";
 
 class SbdVlan : public Fabric {

@@ -4,6 +4,7 @@
 
 #include <iostream>
 #include <set>
+#include <string_view>
 #include <vector>
 
 #include "LittleRoom.h"
@@ -21,7 +22,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t batchesInCi = 3;  // of RapidCheck's hundred sequences each, 85,000 events
-constexpr std::size_t transitionsInCi = 4'000;
+/// With sanitizers, which find their faults on the shorter sequences too: a depth less.
+constexpr std::size_t transitionsInCi = std::string_view(IRBMC_SANITIZERS).empty() ? 4'000 : 400;
 
 /// The end of one of several equal parts of a long run; nothing if this is no long run.
 std::optional<Clock::time_point> longDeadline(std::size_t parts = 1) {

@@ -217,6 +217,15 @@ TEST_F(L3IntfStatus, ARefusedOneThatWasThereAtTheStartCanBeRemoved) {
     EXPECT_THAT(observer.heard(), ElementsAre("l3IntfStatus vlan0"));
 }
 
+TEST_F(L3IntfStatus, IsThereWhenTheMachinesObserversHearOfIt) {
+    start();
+    RootObserver observer(*machine);
+    bool isThere = false;
+    observer.then = [&] { isThere = machine->l3IntfStatus(IntfId("vlan10")) != nullptr; };
+    bind("vlan10", "red");
+    EXPECT_TRUE(isThere);
+}
+
 TEST_F(L3IntfStatus, ANullStatusIsRefused) {
     start();
     EXPECT_THROW(machine->l3IntfStatusIs(nullptr), Rix::NullArgumentError);

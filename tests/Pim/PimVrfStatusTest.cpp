@@ -89,6 +89,15 @@ TEST_F(PimVrfStatus, ItsInterfacesSwitchTheSbdVlanOnAndOff) {
     EXPECT_THAT(table(), IsEmpty());
 }
 
+TEST_F(PimVrfStatus, IsThereWhenTheMachinesObserversHearOfIt) {
+    start();
+    RootObserver observer(*machine);
+    bool isThere = false;
+    observer.then = [&] { isThere = machine->pimVrfStatus(vrf("red")) != nullptr; };
+    pim("red", {"vlan10"});
+    EXPECT_TRUE(isThere);
+}
+
 TEST_F(PimVrfStatus, ANullStatusIsRefused) {
     start();
     const RootObserver observer(*machine);

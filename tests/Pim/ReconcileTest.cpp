@@ -6,9 +6,11 @@
 #include <string>
 #include <system_error>
 
+#include "MembershipJoinStatusSm/GroupMembership.h"
 #include "MembershipJoinStatusSm/L3IntfStatus.h"
 #include "MembershipJoinStatusSm/PimVrfStatus.h"
 #include "MembershipJoinStatusSm/RixVlanMembership.h"
+#include "MembershipJoinStatusSm/SourceMembership.h"
 #include "Pim/Life.h"
 #include "Pim/TableDirectory.h"
 #include "Pim/TwoJoins.h"
@@ -91,6 +93,24 @@ class Reconcile : public TwoJoins {
         gmpStatusLocalColl = kept;
         machine = living;
         return texts;
+    }
+
+    /// Whatever is traced in that function raises an error, until `recovers`.
+    static void failsIn(const std::string& function) {
+        Trace::textSinkIs([function](const Trace::TextRecord& record) {
+            if (record.function == function) throw std::runtime_error("failed");
+        });
+    }
+    static void recovers() {
+        Trace::textSinkIs([](const Trace::TextRecord&) {});
+    }
+    /// A record of a group in which one host wants a source.
+    static Lumo::Ptr<Gmp::GroupMembershipJoin> groupOfOne(const char* group, const char* source) {
+        const auto join = Lumo::make<Gmp::GroupMembershipJoin>(*IpGenAddr::parse(group));
+        const auto sourceOfIt = Lumo::make<Gmp::SourceMembershipJoin>(*IpGenAddr::parse(source));
+        sourceOfIt->includeIntfIs(IntfId("swp1"));
+        join->sourceIs(sourceOfIt);
+        return join;
     }
 
     /// The joins of many hosts on VLANs 10 to 29; how many of them raised an error.
@@ -178,8 +198,59 @@ TEST_F(Reconcile, LearnsWhatHappenedWhileNotificationsWereOff) {
     machine->reconcile();
     EXPECT_EQ(table(), wanted());
     EXPECT_EQ(machine->rixVlanMembership().size(), 3u);
+    EXPECT_FALSE(vlan(10)->groupMembership(*IpGenAddr::parse("239.1.1.2")));
+    const auto group = vlan(10)->groupMembership(*IpGenAddr::parse("239.1.1.1"));
+    EXPECT_EQ(group->sourceMembership().size(), 1u);
     EXPECT_EQ(machine->l3IntfStatus().size(), 2u);
     EXPECT_EQ(machine->pimVrfStatus().size(), 1u);
+    EXPECT_TRUE(machine->pimVrfStatus(vrf("blue")));
+}
+
+TEST_F(Reconcile, GoesThroughInterfacesThenTheJoinsInBothModesThenTheTable) {
+    start();
+    join(10, "239.1.1.1", "10.0.0.1", "swp1");
+    failsIn("handleL3IntfStatus");
+    EXPECT_EQ(errorOf([&] { bind("vlan10", "red"); }), "failed");
+    Texts functions;
+    Trace::textSinkIs([&](const Trace::TextRecord& record) {
+        const bool isHandler = record.function.starts_with("handle");
+        if (isHandler && (functions.empty() || functions.back() != record.function)) {
+            functions.emplace_back(record.function);
+        }
+    });
+    machine->reconcile();
+    recovers();
+    EXPECT_THAT(functions, ElementsAre("handleL3IntfStatus", "handleInclude", "handleExclude",
+                                       "handleInitialized"));
+}
+
+TEST_F(Reconcile, HearsOfAVlanAgainWhoseReplacementFailed) {
+    redWithTwoJoins();
+    start();
+    const auto replacement = Lumo::make<Gmp::VlanMembershipJoin>(VlanId(10));
+    replacement->groupIs(groupOfOne("239.1.1.2", "10.0.0.2"));
+    failsIn("handleInclude");
+    EXPECT_EQ(errorOf([&] { membershipJoinStatus->vlanIs(replacement); }), "failed");
+    EXPECT_EQ(errorOf([&] { machine->reconcile(); }), "failed");
+    recovers();
+    join(10, "239.1.1.3", "10.0.0.3", "swp1");
+    EXPECT_THAT(table(), testing::Contains("red.irb vlan10 (10.0.0.3, 239.1.1.3) include"));
+    machine->reconcile();
+    EXPECT_EQ(table(), wanted());
+}
+
+TEST_F(Reconcile, HearsOfAGroupAgainWhoseReplacementFailed) {
+    redWithTwoJoins();
+    start();
+    failsIn("handleInclude");
+    EXPECT_EQ(errorOf([&] { vlanJoin(10)->groupIs(groupOfOne("239.1.1.1", "10.0.0.2")); }),
+              "failed");
+    EXPECT_EQ(errorOf([&] { machine->reconcile(); }), "failed");
+    recovers();
+    join(10, "239.1.1.1", "10.0.0.3", "swp1");
+    EXPECT_THAT(table(), testing::Contains("red.irb vlan10 (10.0.0.3, 239.1.1.1) include"));
+    machine->reconcile();
+    EXPECT_EQ(table(), wanted());
 }
 
 TEST_F(Reconcile, TakesTheRoleThatThisRouterHasNow) {

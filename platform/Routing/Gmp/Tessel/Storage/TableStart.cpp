@@ -118,8 +118,11 @@ void Table::openFreePages() {
     PageUses uses = pageUses(order);
     if (!uses.lost.empty()) {
         // An entry from the past claims pages that were given to others since.
-        std::stable_partition(order.begin(), order.end(),
-                              [](const StatusStore* status) { return status->holdsItsSegments(); });
+        order.clear();
+        for (const bool isRight : {true, false}) {
+            for (const auto& [place, status] : statuses_)
+                if (status->holdsItsSegments() == isRight) order.push_back(status.get());
+        }
         uses = pageUses(order);
     }
     for (const std::uint16_t place : uses.lost) {

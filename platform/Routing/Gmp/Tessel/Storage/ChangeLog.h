@@ -62,7 +62,7 @@ class ChangeLogWriter {
 
   private:
     /// A table that was just opened has so much of the ring mapped at a time.
-    static constexpr std::uint64_t entriesMapped = 64 * logEntriesAPage;
+    static constexpr std::uint64_t entriesMapped = std::uint64_t{64} * logEntriesAPage;
 
     void mapAhead(std::uint64_t first) const;
 

@@ -1,11 +1,9 @@
 // Bringing the table back into line while the machine runs, after changes whose reactions failed.
-#include <sys/resource.h>
-
-#include <csignal>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
+#include "FileLimit.h"
 #include "MembershipJoinStatusSm/GroupMembership.h"
 #include "MembershipJoinStatusSm/L3IntfStatus.h"
 #include "MembershipJoinStatusSm/PimVrfStatus.h"
@@ -62,24 +60,6 @@ TEST(Reconciliation, MendsWhatAFailingTraceLeftUndone) {
         [](Life&) { Trace::textSinkIs([](const Trace::TextRecord&) {}); });
 }
 
-/// While it lives, no file of this process can grow beyond that length.
-class FullDisk {
-  public:
-    explicit FullDisk(rlim_t longest) {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &before_);
-        rlimit none = before_;
-        none.rlim_cur = longest;
-        setrlimit(RLIMIT_FSIZE, &none);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
-
-  private:
-    rlimit before_{};
-};
-
 class Reconcile : public TwoJoins {
   protected:
     /// What a machine writes that finds the inputs as they are now, and no table.
@@ -132,14 +112,14 @@ TEST_F(Reconcile, OfATableThatFoundNoRoomWritesWhatWasLostOnceThereIsSome) {
     const TableDirectory directory;
     {
         // A table that is made with little room is small.
-        const FullDisk full(5 << 19);
+        const FileLimit full(5 << 19);
         gmpStatusLocalColl = Routing::Gmp::Tessel::StatusColl::open(directory.path(), {}, {64});
     }
     for (unsigned vlanId = 10; vlanId < 30; ++vlanId)
         bind(("vlan" + std::to_string(vlanId)).c_str(), vlanId % 2 == 0 ? "red" : "blue");
     start();
     {
-        const FullDisk full(1);
+        const FileLimit full(1);
         EXPECT_GT(joinMany(), 1000u);
         EXPECT_THROW(machine->reconcile(), std::system_error);
     }
